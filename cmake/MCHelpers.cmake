@@ -1,0 +1,75 @@
+# Helpers shared by the subsystem folders.
+
+# The exported names live in one exports.list per subsystem (one name a line, '#' comments).
+function(mc_read_exports out_var)
+  set(names)
+  foreach(sub IN LISTS MC_SUBSYSTEMS)
+    set(list_file "${PROJECT_SOURCE_DIR}/${sub}/exports.list")
+    if(EXISTS "${list_file}")
+      set_property(DIRECTORY "${PROJECT_SOURCE_DIR}" APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${list_file}")
+      file(STRINGS "${list_file}" lines)
+      foreach(line IN LISTS lines)
+        string(REGEX REPLACE "#.*$" "" line "${line}")
+        string(STRIP "${line}" line)
+        if(NOT line STREQUAL "")
+          list(APPEND names "${line}")
+        endif()
+      endforeach()
+    endif()
+  endforeach()
+  list(SORT names)
+  set(${out_var} "${names}" PARENT_SCOPE)
+endfunction()
+
+function(mc_generate_version_script map_file names_file)
+  mc_read_exports(names)
+  set(map "MC_1 {\n  global:\n")
+  set(plain "")
+  foreach(name IN LISTS names)
+    string(APPEND map "    ${name};\n")
+    string(APPEND plain "${name}\n")
+  endforeach()
+  string(APPEND map "  local:\n    *;\n};\n")
+  file(WRITE "${map_file}.tmp" "${map}")
+  file(WRITE "${names_file}.tmp" "${plain}")
+  configure_file("${map_file}.tmp" "${map_file}" COPYONLY)
+  configure_file("${names_file}.tmp" "${names_file}" COPYONLY)
+endfunction()
+
+# mc_add_test(name SOURCES ...): a GoogleTest program linked with the internal library,
+# the build-tree configuration directory and the test support library.
+function(mc_add_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE mc_test_support mc_core_test GTest::gtest_main ${ARG_LIBRARIES})
+  target_compile_options(${name} PRIVATE ${MC_WARNINGS})
+  gtest_discover_tests(${name}
+    WORKING_DIRECTORY "${CMAKE_BINARY_DIR}"
+    DISCOVERY_TIMEOUT 60
+    PROPERTIES ENVIRONMENT "MC_TEST_ROOT=${PROJECT_SOURCE_DIR}")
+endfunction()
+
+# mc_add_bench(name SOURCES ...): a Google Benchmark program.
+function(mc_add_bench name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE mc_core_test benchmark::benchmark ${ARG_LIBRARIES})
+  target_compile_options(${name} PRIVATE ${MC_WARNINGS})
+endfunction()
+
+# mc_add_fuzzer(name SOURCES ... CORPUS dir): with MC_BUILD_FUZZERS a libFuzzer binary; otherwise
+# the same entry point linked with a replay main that ctest runs over the corpus files.
+function(mc_add_fuzzer name)
+  cmake_parse_arguments(ARG "" "CORPUS" "SOURCES;LIBRARIES" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE mc_core_test ${ARG_LIBRARIES})
+  if(MC_BUILD_FUZZERS)
+    target_compile_options(${name} PRIVATE -fsanitize=fuzzer)
+    target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  else()
+    target_sources(${name} PRIVATE "${PROJECT_SOURCE_DIR}/fuzz/replay_main.cpp")
+    if(BUILD_TESTING AND ARG_CORPUS)
+      add_test(NAME ${name}.replay COMMAND ${name} "${ARG_CORPUS}")
+    endif()
+  endif()
+endfunction()

@@ -1,0 +1,165 @@
+// mctest.cpp -- shared test helpers.
+#include "support/mctest.h"
+
+#include <atomic>
+#include <cctype>
+#include <cstdio>
+#include <fstream>
+#include <iomanip>
+#include <iterator>
+#include <regex>
+#include <sstream>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace mc::test {
+
+Bytes hex(std::string_view text) {
+  Bytes out;
+  int high = -1;
+  for (char c : text) {
+    if (std::isspace(static_cast<unsigned char>(c))) {
+      continue;
+    }
+    int v = 0;
+    if (c >= '0' && c <= '9') {
+      v = c - '0';
+    } else if (c >= 'a' && c <= 'f') {
+      v = c - 'a' + 10;
+    } else if (c >= 'A' && c <= 'F') {
+      v = c - 'A' + 10;
+    } else {
+      ADD_FAILURE() << "bad hex digit '" << c << "' in " << text;
+      return out;
+    }
+    if (high < 0) {
+      high = v;
+    } else {
+      out.push_back(static_cast<uint8_t>(high * 16 + v));
+      high = -1;
+    }
+  }
+  if (high >= 0) {
+    ADD_FAILURE() << "odd number of hex digits in " << text;
+  }
+  return out;
+}
+
+Bytes bytes_of(std::string_view text) { return Bytes(text.begin(), text.end()); }
+
+std::string to_hex(const Bytes& bytes) {
+  std::ostringstream os;
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    os << (i ? " " : "") << std::uppercase << std::hex << std::setw(2) << std::setfill('0')
+       << static_cast<int>(bytes[i]);
+  }
+  return os.str();
+}
+
+void PrintTo(Code c, std::ostream* os) {
+  *os << "0x" << std::uppercase << std::hex << std::setw(4) << std::setfill('0') << c.value;
+}
+
+std::string temp_path(std::string_view suffix) {
+  static std::atomic<int> counter{0};
+  std::string name = "test";
+  if (const auto* info = ::testing::UnitTest::GetInstance()->current_test_info()) {
+    name = std::string(info->test_suite_name()) + "." + info->name();
+  }
+  for (char& c : name) {
+    if (!std::isalnum(static_cast<unsigned char>(c)) && c != '.' && c != '_' && c != '-') {
+      c = '_';
+    }
+  }
+  return std::string(MC_TEST_TMP_DIR) + "/" + name + "." + std::to_string(getpid()) + "." +
+         std::to_string(counter++) + "." + std::string(suffix);
+}
+
+Bytes read_file(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return Bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+std::string read_text(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+void write_file(const std::string& path, const Bytes& bytes) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+void write_text(const std::string& path, std::string_view text) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out.write(text.data(), static_cast<std::streamsize>(text.size()));
+}
+
+bool file_exists(const std::string& path) {
+  struct stat st {};
+  return stat(path.c_str(), &st) == 0;
+}
+
+std::string golden_path(std::string_view name) {
+  return std::string(MC_TEST_GOLDEN_DIR) + "/" + std::string(name);
+}
+
+std::string config_dir() { return MC_TEST_CONFIG_DIR; }
+
+std::string mask_dates(std::string text) {
+  static const std::regex date(
+      "(Mon|Tue|Wed|Thu|Fri|Sat|Sun) (Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) "
+      "[ 0-9][0-9] [0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{4}");
+  return std::regex_replace(text, date, "<date>");
+}
+
+std::vector<std::string> split_lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::string current;
+  for (char c : text) {
+    if (c == '\n') {
+      lines.push_back(current);
+      current.clear();
+    } else {
+      current.push_back(c);
+    }
+  }
+  if (!current.empty()) {
+    lines.push_back(current);
+  }
+  return lines;
+}
+
+TraceCapture::TraceCapture(std::initializer_list<Pair> pairs, const char* mode)
+    : path_(temp_path("trace")) {
+  mc::testing::reset_trace();
+  std::remove(path_.c_str());
+  for (const Pair& p : pairs) {
+    const uint16_t cr = MC_usActiverTrace(path_.c_str(), mode, p.module, p.trace, p.level);
+    EXPECT_CODE(0, cr) << "activating trace (" << p.module << ", " << p.trace << ")";
+  }
+  open_ = MC_bTraceActive() != 0;
+}
+
+TraceCapture TraceCapture::all(uint8_t level) {
+  return TraceCapture({{1, 1, level}, {1, 2, level}, {1, 3, level}, {1, 4, level},
+                       {1, 5, level}, {1, 6, level}, {1, 7, level}, {1, 8, level}});
+}
+
+TraceCapture::TraceCapture(TraceCapture&& other) noexcept
+    : path_(std::move(other.path_)), open_(std::exchange(other.open_, false)) {}
+
+TraceCapture::~TraceCapture() { stop(); }
+
+void TraceCapture::stop() {
+  if (open_ && MC_bTraceActive()) {
+    MC_usActiverTrace(path_.c_str(), "w", 1, 1, 0);
+  }
+  open_ = false;
+}
+
+std::string TraceCapture::text() const { return read_text(path_); }
+
+std::vector<std::string> TraceCapture::lines() const { return split_lines(mask_dates(text())); }
+
+}  // namespace mc::test

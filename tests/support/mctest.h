@@ -1,0 +1,90 @@
+// mctest.h -- helpers shared by the test programs: bytes in hex, codes printed in hex, temporary
+// files inside the build tree, golden files and trace capture.
+#ifndef MC_TESTS_SUPPORT_MCTEST_H
+#define MC_TESTS_SUPPORT_MCTEST_H
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <initializer_list>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "mc.h"
+
+namespace mc::testing {
+void reset_trace();
+}
+
+namespace mc::test {
+
+using Bytes = std::vector<uint8_t>;
+
+// "7F 81 80" or "7f8180" -> bytes; blanks are ignored.
+Bytes hex(std::string_view text);
+// Bytes of a text, without its terminating zero.
+Bytes bytes_of(std::string_view text);
+std::string to_hex(const Bytes& bytes);
+
+// A result code that prints as 0xF807 on failure.
+struct Code {
+  uint32_t value;
+  friend bool operator==(Code a, Code b) { return a.value == b.value; }
+  friend void PrintTo(Code c, std::ostream* os);
+};
+
+#define EXPECT_CODE(expected, actual) \
+  EXPECT_EQ(::mc::test::Code{static_cast<uint32_t>(expected)}, ::mc::test::Code{static_cast<uint32_t>(actual)})
+#define ASSERT_CODE(expected, actual) \
+  ASSERT_EQ(::mc::test::Code{static_cast<uint32_t>(expected)}, ::mc::test::Code{static_cast<uint32_t>(actual)})
+
+// A path unique to the running test, in the build tree's temporary folder.
+std::string temp_path(std::string_view suffix);
+Bytes read_file(const std::string& path);
+std::string read_text(const std::string& path);
+void write_file(const std::string& path, const Bytes& bytes);
+void write_text(const std::string& path, std::string_view text);
+bool file_exists(const std::string& path);
+// A file of tests/golden, e.g. golden_path("runtime/exemple.trace").
+std::string golden_path(std::string_view name);
+// The build-tree configuration directory of the test build.
+std::string config_dir();
+
+// Replaces every ctime text ("Sat Nov 21 05:43:00 2026") by "<date>".
+std::string mask_dates(std::string text);
+std::vector<std::string> split_lines(const std::string& text);
+
+// Opens a trace file for the given (module, trace, level) registrations; closes it on destruction.
+class TraceCapture {
+ public:
+  struct Pair {
+    uint16_t module;
+    uint16_t trace;
+    uint8_t level;
+  };
+  TraceCapture(std::initializer_list<Pair> pairs, const char* mode = "w");
+  // Every library trace number (module 1, traces 1 to 8) at the given level.
+  static TraceCapture all(uint8_t level = 2);
+  ~TraceCapture();
+  TraceCapture(const TraceCapture&) = delete;
+  TraceCapture& operator=(const TraceCapture&) = delete;
+  TraceCapture(TraceCapture&& other) noexcept;
+  TraceCapture& operator=(TraceCapture&&) = delete;
+
+  const std::string& path() const { return path_; }
+  // Closes the trace (level 0) if still open.
+  void stop();
+  std::string text() const;
+  std::vector<std::string> lines() const;
+
+ private:
+  std::string path_;
+  bool open_ = false;
+};
+
+}  // namespace mc::test
+
+#endif  // MC_TESTS_SUPPORT_MCTEST_H
