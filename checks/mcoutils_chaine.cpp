@@ -67,7 +67,9 @@ mc::Tampon<char> copier_valeur(const char* pcValeur, uint32_t ulLongueur) {
   }
   mc::Tampon<char> copie = mc::allouer<char>(size_t{ulLongueur} + 1);
   if (copie) {
-    memcpy(copie.get(), pcValeur, ulLongueur);
+    if (ulLongueur != 0) {  // an empty value may come without an address
+      memcpy(copie.get(), pcValeur, ulLongueur);
+    }
     copie.get()[ulLongueur] = '\0';
   }
   return copie;

@@ -260,6 +260,11 @@ TEST_F(ChaineTest, ConversionProcessesTheTerminatingZeroAndFitsTheEmptyTextKept)
   check_conversion({std::string(300, 'q'), 0, std::string(300, 'Q') + " "});
 }
 
+TEST_F(ChaineTest, ConversionTakesTheTextLengthOnSixteenBits) {
+  // 65537 characters read as a length of 1: positions 0 and 1 are converted, no zero among them.
+  check_conversion({std::string(65537, 'a'), 0, "AA"});
+}
+
 TEST_F(ChaineTest, ConversionOfEveryByteValue) {
   for (int b = 1; b <= 255; ++b) {
     std::string converted;
