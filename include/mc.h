@@ -160,6 +160,48 @@ MC_API uint16_t MC_usCreerNomCompletFichier(const char *pcRepertoire, const char
 
 /* ==== checks ==== */
 
+/* Dates are digit strings YYMMDD (year 0 to 99 as it stands), YYYYMMDD or YYYYMMDDhhmm, or three
+ * numbers; Gregorian calendar, years 0 to 9999. Booleans: 1 true, 0 false. */
+
+/* True for a valid date of 6, 8 or 12 digits, and for a string of any other length. */
+MC_API int32_t MC_bEstDateChaineValide(const char *pcDate);
+/* True when year <= 9999, month 1..12 and day within the month. */
+MC_API int32_t MC_bEstDateNumeriqueValide(uint16_t usAnnee, uint8_t ucMois, uint8_t ucJour);
+/* Date string to numbers. Length 6 fills year, month, day. Lengths 8 and 12 write four 16-bit
+ * cells at pusAnnee (the first gets the first digit) and leave month and day alone. */
+MC_API int32_t MC_bDateChaineANumerique(const char *pcDate, uint16_t *pusAnnee, uint8_t *pucMois,
+                                        uint8_t *pucJour);
+/* Writes the date, valid or not, as YYMMDD (7 bytes), YYYYMMDD (9) or YYYYMMDD0000 (13); false
+ * for another length. For length 6 a year above 99 keeps its first two printed digits. */
+MC_API int32_t MC_bDateNumeriqueAChaine(uint16_t usAnnee, uint8_t ucMois, uint8_t ucJour,
+                                        uint8_t ucLongueur, char *pcDate);
+/* Writes the value in decimal when below 10 to the power ulNbChiffres in wrapping 32-bit
+ * arithmetic (negative values always pass: up to 12 bytes); false, nothing written, otherwise. */
+MC_API int32_t MC_bLongAChaine(int32_t lValeur, char *pcChaine, uint32_t ulNbChiffres);
+
+/* Field type codes: 'D' date, 'A' alphanumeric, 'L' alphabetic, 'N' numeric; others pass. */
+
+/* True when every character is a digit (the empty string included). */
+MC_API int32_t MC_bEstNumerique(const char *pcChaine);
+/* True when every character is a digit, an upper-case letter or a blank. */
+MC_API int32_t MC_bEstAlphaNumerique(const char *pcChaine);
+/* True when every character is an upper-case letter or a blank. */
+MC_API int32_t MC_bEstAlphabetique(const char *pcChaine);
+/* True when both strings are given and equal ignoring case. */
+MC_API int32_t MC_bCompareChaine(const char *pcChaine1, const char *pcChaine2);
+/* True when a copy of the ulLongueur bytes, made in *ppcReduite (MC_Liberer it), passes its type
+ * check ('D' as digits only); it is then cut to the length stored in *pulLongueurReduite. */
+MC_API int32_t MC_bReduireChaineCtrl(const char *pcValeur, char **ppcReduite, uint32_t ulLongueur,
+                                     int8_t cType, uint32_t *pulLongueurReduite);
+/* The same check in place on a string of ulLongueur characters; 'N' also loses its leading zeros
+ * (one digit is kept). On success the string is cut and its new length stored. */
+MC_API int32_t MC_bReduireChaine(char *pcChaine, uint32_t ulLongueur, int8_t cType,
+                                 uint32_t *pulLongueurReduite);
+/* The text and its terminating zero as digits, upper case and blanks in *ppcResultat (MC_Liberer
+ * it); other characters become blanks (bConserver 0) or are dropped. Length in *pulLongueur. */
+MC_API int32_t MC_bConvertirEtenduEnAlpha(const char *pcTexte, char **ppcResultat,
+                                          uint32_t *pulLongueur, int32_t bConserver);
+
 /* ==== end checks ==== */
 
 #ifdef __cplusplus

@@ -1,0 +1,34 @@
+// mcoutils.h -- internal side of the value checks: the date helpers and the field type check
+// used by the format control. The exported checks (MC_bReduireChaineCtrl, MC_bCompareChaine,
+// MC_bEstDateChaineValide, ...) are declared in mc.h, included here.
+#ifndef MC_CHECKS_MCOUTILS_H
+#define MC_CHECKS_MCOUTILS_H
+
+#include <cstdint>
+
+#include "mc.h"
+
+// Field type codes of the dictionary.
+namespace mc {
+inline constexpr int8_t kTypeDate = 'D';
+inline constexpr int8_t kTypeAlphaNumerique = 'A';
+inline constexpr int8_t kTypeAlphabetique = 'L';
+inline constexpr int8_t kTypeNumerique = 'N';
+}  // namespace mc
+
+// True for a string of 6 (YYMMDD), 8 (YYYYMMDD) or 12 (YYYYMMDDhhmm) digits that is a valid
+// date; false at the first character that is not a digit.
+int32_t bOUTILSEstDate6(const char* pcDate);
+int32_t bOUTILSEstDate8(const char* pcDate);
+int32_t bOUTILSEstDate12(const char* pcDate);
+// True for a valid date; hour and minute are checked only once the date holds.
+int32_t bOUTILSEstDateValide(uint16_t usAnnee, uint8_t ucMois, uint8_t ucJour, uint8_t ucHeure,
+                             uint8_t ucMinute);
+
+// Checks ulLongueur bytes of a value (not NUL-terminated) against a field type code ('D' digits
+// and a valid date, 'A', 'L', 'N', other codes pass). On success stores the significant length
+// (without trailing blanks for 'A' and 'L'); on failure leaves it untouched.
+int32_t bChaineCtrlFormat(const char* pcValeur, uint32_t ulLongueur, int8_t cType,
+                          uint32_t* pulLongueurSignificative);
+
+#endif  // MC_CHECKS_MCOUTILS_H
