@@ -7,7 +7,6 @@
 #include <fstream>
 #include <iomanip>
 #include <iterator>
-#include <regex>
 #include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -106,11 +105,55 @@ std::string golden_path(std::string_view name) {
 
 std::string config_dir() { return MC_TEST_CONFIG_DIR; }
 
+namespace {
+
+bool one_of(std::string_view text, size_t at, std::string_view choices) {
+  // choices: three-letter names separated by blanks
+  for (size_t i = 0; i + 3 <= choices.size(); i += 4) {
+    if (text.compare(at, 3, choices.substr(i, 3)) == 0) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool digits(std::string_view text, size_t at, size_t count) {
+  for (size_t i = at; i < at + count; ++i) {
+    if (!std::isdigit(static_cast<unsigned char>(text[i]))) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// "Sat Nov 21 05:43:00 2026": the 24 characters of a ctime text.
+bool is_ctime(std::string_view text, size_t at) {
+  constexpr size_t kLength = 24;
+  if (at + kLength > text.size()) {
+    return false;
+  }
+  return one_of(text, at, "Mon Tue Wed Thu Fri Sat Sun") && text[at + 3] == ' ' &&
+         one_of(text, at + 4, "Jan Feb Mar Apr May Jun Jul Aug Sep Oct Nov Dec") &&
+         text[at + 7] == ' ' && (text[at + 8] == ' ' || digits(text, at + 8, 1)) &&
+         digits(text, at + 9, 1) && text[at + 10] == ' ' && digits(text, at + 11, 2) &&
+         text[at + 13] == ':' && digits(text, at + 14, 2) && text[at + 16] == ':' &&
+         digits(text, at + 17, 2) && text[at + 19] == ' ' && digits(text, at + 20, 4);
+}
+
+}  // namespace
+
 std::string mask_dates(std::string text) {
-  static const std::regex date(
-      "(Mon|Tue|Wed|Thu|Fri|Sat|Sun) (Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) "
-      "[ 0-9][0-9] [0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{4}");
-  return std::regex_replace(text, date, "<date>");
+  std::string out;
+  out.reserve(text.size());
+  for (size_t i = 0; i < text.size();) {
+    if (is_ctime(text, i)) {
+      out += "<date>";
+      i += 24;
+    } else {
+      out.push_back(text[i++]);
+    }
+  }
+  return out;
 }
 
 std::vector<std::string> split_lines(const std::string& text) {
