@@ -148,11 +148,102 @@ MC_API uint16_t MC_usCreerNomCompletFichier(const char *pcRepertoire, const char
 
 /* ==== dictionary ==== */
 
+/* One group of the dictionary (a row of TGROUPE): its fields are the entries usPremierChamp to
+ * usPremierChamp + usNbChamps - 1 of the field table, in zone order. */
+typedef struct MC_GroupeDictionnaire {
+  uint16_t usCodeGroupe;   /* code the group carries in a memory zone */
+  uint16_t usPremierChamp; /* index (from 0) of its first field in the field table */
+  uint16_t usNbChamps;     /* number of fields */
+} MC_GroupeDictionnaire;
+
+/* One field of the dictionary (a row of TCHAMP). A field is known by its rank in its group. */
+typedef struct MC_ChampDictionnaire {
+  int32_t lObligatoire;        /* 1: the field must carry a value; anything else: optional */
+  uint16_t usLongueurMin;      /* minimum length */
+  uint16_t usLongueurMax;      /* maximum length, 0 for none */
+  int8_t cType;                /* 'D' date, 'A' alphanumeric, 'L' alphabetic, 'N' numeric */
+  int32_t lInformation;        /* stored and handed out, never interpreted by the library */
+  uint16_t usPremiereValeur;   /* index (from 0) of its first allowed value in the value table */
+  uint16_t usNbValeurs;        /* number of allowed values; 0: any value */
+} MC_ChampDictionnaire;
+
+/* The field information record of MC_usDonnerInformationChamp: 17 bytes, no padding, values in
+ * the processor's byte order (offsets 0, 4, 6, 8, 9, 13, 15). */
+#if defined(__GNUC__) || defined(__clang__)
+#define MC_PACKED __attribute__((packed))
+#else
+#define MC_PACKED
+#endif
+typedef struct MC_PACKED MC_InformationChamp {
+  int32_t lObligatoire;
+  uint16_t usLongueurMin;
+  uint16_t usLongueurMax;
+  int8_t cType;
+  int32_t lInformation;
+  uint16_t usPremiereValeur;
+  uint16_t usNbValeurs;
+} MC_InformationChamp;
+
+/* The dictionary, loaded by the first MC_usInitLIB and freed by the last MC_usTermLIB: the group
+ * table, the field table and the value table (NUL-terminated strings), with their counts. The
+ * three g_ulInd* variables stay 0. */
+MC_API extern uint32_t g_ulNbTabGrp;
+MC_API extern MC_GroupeDictionnaire *g_stTabGrp;
+MC_API extern uint32_t g_ulNbTabChp;
+MC_API extern MC_ChampDictionnaire *g_stTabChp;
+MC_API extern uint32_t g_ulNbTabVal;
+MC_API extern char **g_cTabVal;
+MC_API extern uint32_t g_ulIndTabGrp;
+MC_API extern uint32_t g_ulIndTabChp;
+MC_API extern uint32_t g_ulIndTabVal;
+
+/* A new array of the group codes in table order (MC_Liberer it) and their number.
+ * 0; 0xF801 when ppusGroupes is null or memory is short. */
+MC_API uint16_t MC_usDonnerListeGroupes(uint16_t **ppusGroupes, uint16_t *pusNbGroupes);
+/* A new array of the 17-byte records of the group's fields (MC_Liberer it) and their number.
+ * 0; 0xF805 group absent (or its fields outside the field table); 0xF801 ppsInfos null. */
+MC_API uint16_t MC_usDonnerInformationChamp(uint16_t usCodeGroupe, MC_InformationChamp **ppsInfos,
+                                            uint16_t *pusNbChamps);
+/* A new copy of value usNumValeur (from 1) of field usNumChamp (from 1) of the group
+ * (MC_Liberer it); the numbers are not checked against the group's counts.
+ * 0; 0xF805 group absent or value outside the tables; 0xF801 ppcValeur null. */
+MC_API uint16_t MC_usDonnerChampValeur(uint16_t usCodeGroupe, uint8_t ucNumChamp,
+                                       uint8_t ucNumValeur, char **ppcValeur);
+
 /* ==== end dictionary ==== */
 
 
 
 /* ==== config ==== */
+
+/* start-up, shut-down, versions */
+
+/* Declared for the clients; the library never sets them and keeps its directories itself. */
+MC_API extern char *pcRepertoireTravail;
+MC_API extern char *pcRepertoireTables;
+
+/* The first call of the process reads norba.ini, loads the dictionary from tablebin.tbx, writes
+ * the version files 92.adm and 93.adm and hands out two new 5-byte texts: the library's version
+ * and the table file's (MC_Liberer them). Later calls only count.
+ * 0; 0xFFFB, 0xF680, 0xF620, 0xF640, the file and reader codes; 0xF6F1 no working directory;
+ * a version file's code (the library is initialised nevertheless). */
+MC_API uint16_t MC_usInitLIB(char **ppcVersionMC, char **ppcVersionFichier);
+/* The work of MC_usInitLIB, which only traces and calls it. */
+MC_API uint16_t MC_usIAInitialisation(char **ppcVersionMC, char **ppcVersionFichier);
+/* Counts one client out; the last one frees the dictionary. Always 0. */
+MC_API uint16_t MC_usTermLIB(void);
+
+/* A new 256-byte buffer holding the working directory (MC_Liberer it), handed out even when the
+ * configuration has none. 0; 0xF6F1 no working directory; 0xFFFB no memory; 0xF802 null. */
+MC_API uint16_t MC_usDonnerRepertoireTravail(char **ppcRepertoire);
+/* Writes the whole text pcVersion into "<component>.adm" in the working directory (ulLongueur
+ * is not used). 0; 0xF6F1, 0xFFFB, 0xF6F2 file not created, 0xF610 close failed, 0xF802. */
+MC_API uint16_t MC_usEcrireVersionComposant(uint8_t ucComposant, const char *pcVersion,
+                                            uint32_t ulLongueur);
+/* A new buffer with the bytes of "<component>.adm" (no terminating zero; MC_Liberer it) and
+ * their number. 0; 0xF6F1, 0xFFFB, 0xF610 file absent or unreadable, 0xF801. */
+MC_API uint16_t MC_usLireVersionComposant(uint8_t ucComposant, char **ppcContenu,
+                                          uint32_t *pulLongueur);
 
 /* ==== end config ==== */
 
