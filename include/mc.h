@@ -216,6 +216,39 @@ MC_API uint16_t MC_usDonnerChampValeur(uint16_t usCodeGroupe, uint8_t ucNumChamp
 
 /* ==== config ==== */
 
+/* INI files. A file name without any "/" is taken in the configuration directory
+ * ("/usr/local/norba/etc"); a name with a "/" is used as it is. The reader never fails: a
+ * missing file, section or key leaves the default. Section and key names are compared without
+ * case and without trimming; names of one character never match. */
+
+/* Copies the value of key in section into buffer (at most size characters and a zero, so the
+ * buffer needs size+1 bytes), or the default when absent. Length of the text in the buffer. */
+MC_API int32_t GetIniString(const char *section, const char *key, const char *defaultValue,
+                            char *buffer, int32_t size, const char *fileName);
+/* The value of key in section as a decimal integer (atoi rules), or defaultValue when absent. */
+MC_API int32_t GetIniInt(const char *section, const char *key, int32_t defaultValue,
+                         const char *fileName);
+/* Sets key in section to value, rewriting the file. 1 written, 0 not written. */
+MC_API int32_t WriteIniString(const char *section, const char *key, const char *value,
+                              const char *fileName);
+
+/* The value of pcCle in pcSection of pcFichier into pcTampon (ulTaille characters at most and a
+ * zero), the empty text when absent. Length of the text; 0 and the buffer untouched when the
+ * section, the key or the buffer is missing or the size is 0. */
+MC_API uint32_t MC_ulLireChaineIni(const char *pcSection, const char *pcCle, char *pcTampon,
+                                   uint32_t ulTaille, const char *pcFichier);
+/* The value as a decimal integer, -1 when absent. */
+MC_API int32_t MC_lLireLongIni(const char *pcSection, const char *pcCle, const char *pcFichier);
+/* Writes pcCle=pcValeur into pcSection of pcFichier. 1 written, 0 not written. */
+MC_API int32_t MC_bEcrireChaineIni(const char *pcSection, const char *pcCle, const char *pcValeur,
+                                   const char *pcFichier);
+/* The same three on the suite's configuration file "norba.ini". */
+MC_API uint32_t MC_ulLireChaineNorba(const char *pcSection, const char *pcCle, char *pcTampon,
+                                     uint32_t ulTaille);
+MC_API int32_t MC_lLireLongNorba(const char *pcSection, const char *pcCle);
+MC_API int32_t MC_bEcrireChaineNorba(const char *pcSection, const char *pcCle,
+                                     const char *pcValeur);
+
 /* start-up, shut-down, versions */
 
 /* Declared for the clients; the library never sets them and keeps its directories itself. */
