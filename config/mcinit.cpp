@@ -165,7 +165,7 @@ extern "C" MC_API uint16_t MC_usIAInitialisation(char** ppcVersionMC, char** ppc
         usResultat = MC_ERR_MEMOIRE;
       } else {
         const uint16_t usVersionFichier = valeur_version(psEnteteFichier->szVersion);
-        const uint16_t usVersionRequise = valeur_version(psEnteteFichier->szVersionMinimale);
+        const uint16_t usVersionRequise = valeur_version(psEnteteFichier->szVersionRequise);
         if (valeur_version(pcVersionMC) > usVersionFichier ||
             valeur_version(pcVersionMC) < usVersionRequise) {
           usResultat = MC_ERR_VERSION;
@@ -195,10 +195,10 @@ extern "C" MC_API uint16_t MC_usIAInitialisation(char** ppcVersionMC, char** ppc
     if (usResultat == MC_CR_OK) {
       // The name has at most ten characters; the three wanted names have seven, so a longer one
       // cut to fit the buffer still matches none of them.
-      strncpy(pcNomTable, psEnteteTable->szNom, kTailleNomTable - 1);
+      strncpy(pcNomTable, psEnteteTable->szNomTable, kTailleNomTable - 1);
       pcNomTable[kTailleNomTable - 1] = '\0';
       const uint32_t ulInutilise = psEnteteTable->ulTailleDonnees;
-      const uint32_t ulNbLignes = psEnteteTable->ulNbEnregistrements;
+      const uint32_t ulNbLignes = psEnteteTable->ulNombreEnregistrements;
       if (strcmp(pcNomTable, "TGROUPE") == 0) {
         usResultat = usInitTabGroupe(usNumFichierBinaire, ulInutilise, ulNbLignes);
       } else if (strcmp(pcNomTable, "TCHAMP") == 0) {
@@ -268,7 +268,7 @@ extern "C" MC_API uint16_t MC_usIAInitialisation(char** ppcVersionMC, char** ppc
   MC_TRACE(kModule, kTrcInit, MC_TRACE_SORTIE, "IAInitialisation");
 
   if (usResultat == MC_CR_OK) {
-    usResultat = usLibererFichier(usNumFichierBinaire);
+    usResultat = mc::usLibererFichier(usNumFichierBinaire);
   }
   if (usResultat == MC_CR_OK) {
     ++nbre_chargt_module;

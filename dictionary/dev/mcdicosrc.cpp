@@ -106,9 +106,9 @@ void garder(uint16_t& resultat, uint16_t code) {
 
 void entete_table(const std::string& nom, uint32_t lignes, EnteteTable& entete) {
   memset(&entete, 0, sizeof entete);
-  memset(entete.szNom, ' ', 10);
-  memcpy(entete.szNom, nom.data(), nom.size() < 10 ? nom.size() : 10);
-  entete.ulNbEnregistrements = lignes;
+  memset(entete.szNomTable, ' ', 10);
+  memcpy(entete.szNomTable, nom.data(), nom.size() < 10 ? nom.size() : 10);
+  entete.ulNombreEnregistrements = lignes;
 }
 
 }  // namespace
@@ -156,20 +156,20 @@ bool lire_source(std::string_view texte, Dictionnaire& dico, std::string& erreur
 
 uint16_t ecrire_table(const std::string& repertoire, const Dictionnaire& dico,
                       const Options& options) {
-  EnteteFichierBinaire* entete = nullptr;
-  std::vector<char> stockage(sizeof(EnteteFichierBinaire) + options.commentaire.size() + 1, '\0');
-  entete = reinterpret_cast<EnteteFichierBinaire*>(stockage.data());
+  EnteteFichierBinaire sEntete;
+  memset(&sEntete, 0, sizeof sEntete);
+  EnteteFichierBinaire* entete = &sEntete;
   auto remplir = [](char* champ, size_t taille, const std::string& texte) {
     memcpy(champ, texte.data(), texte.size() < taille ? texte.size() : taille);
   };
   remplir(entete->szNomFichier, 12, options.nom_fichier);
   remplir(entete->szVersion, 4, options.version);
-  remplir(entete->szChamp5a, 5, "00001");
-  remplir(entete->szChamp8, 8, "20260101");
-  remplir(entete->szVersionMinimale, 4, options.version_requise);
-  remplir(entete->szChamp5b, 5, "00001");
-  remplir(entete->szChamp10, 10, "0000000001");
-  memcpy(entete->szCommentaire, options.commentaire.c_str(), options.commentaire.size() + 1);
+  remplir(entete->szTexte5, 5, "00001");
+  remplir(entete->szTexte8, 8, "20260101");
+  remplir(entete->szVersionRequise, 4, options.version_requise);
+  remplir(entete->szTexte5b, 5, "00001");
+  remplir(entete->szTexte10, 10, "0000000001");
+  remplir(entete->szCommentaire, sizeof entete->szCommentaire - 1, options.commentaire);
 
   uint16_t numero = 0;
   uint16_t resultat = MC_usCreerFichierBinaire(repertoire.c_str(), options.nom_fichier.c_str(),
