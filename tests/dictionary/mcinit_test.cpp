@@ -63,7 +63,7 @@ TEST_F(Demarrage, FirstInitialisationLoadsDictionaryAndWritesVersions) {
   EXPECT_EQ(mc::test::bytes_of("0100"), read_file(adm("93.adm")));
   EXPECT_EQ(3u, g_ulNbTabGrp);
   EXPECT_EQ(14u, g_ulNbTabChp);
-  EXPECT_EQ(17u, g_ulNbTabVal);
+  EXPECT_EQ(13u, g_ulNbTabVal);
   // The file's slot was released: the number is free again.
   uint32_t ulLongueur = 0;
   EXPECT_CODE(MC_ERR_FICHIER, MC_usLongueurFichierBinaire(1, &ulLongueur));

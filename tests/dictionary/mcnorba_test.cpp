@@ -94,7 +94,7 @@ TEST_F(Versions, WriteIntoMissingDirectoryIsF6F2) {
   mc::test::TraceCapture trace({{1, 4, 2}});
   EXPECT_CODE(MC_ERR_FICHIER_VERSION, MC_usEcrireVersionComposant(92, "0100", 4));
   EXPECT_NE(std::string::npos,
-            trace.text().find("ERREUR : ECRITURE DES COMPOSANTS Retour ERREUR =(63024)\n"));
+            trace.text().find("ERREUR : ECRITURE DES COMPOSANTS Retour ERREUR =(62992)\n"));
 }
 
 TEST_F(Versions, ReadGivesBytesWithoutTerminator) {
