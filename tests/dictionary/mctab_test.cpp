@@ -348,7 +348,7 @@ TEST_F(Chargement, LoadsEveryColumnOfEveryRow) {
 TEST_F(Chargement, EmptyTableIsAllocatedWithCountZero) {
   ecrire_et_ouvrir(mc::dev::Dictionnaire{}, {});
   const EnteteTable sTable = table_suivante();
-  ASSERT_EQ(0u, sTable.ulNombreEnregistrements);
+  ASSERT_EQ(0u, uint32_t{sTable.ulNombreEnregistrements});
   EXPECT_CODE(0, usInitTabGroupe(numero_, 0, 0));
   EXPECT_NE(nullptr, g_stTabGrp);
   EXPECT_EQ(0u, g_ulNbTabGrp);
@@ -360,7 +360,7 @@ TEST_F(Chargement, ShortTableKeepsTableAndCountAndStopsAfterFailingRow) {
   options.lignes_manquantes = 2;  // three rows written, five announced
   ecrire_et_ouvrir(exemple(), options);
   const EnteteTable sTable = table_suivante();
-  ASSERT_EQ(5u, sTable.ulNombreEnregistrements);
+  ASSERT_EQ(5u, uint32_t{sTable.ulNombreEnregistrements});
   mc::test::TraceCapture trace({{1, 7, 2}});
   EXPECT_CODE(MC_ERR_FIN_FICHIER, usInitTabChamp(numero_, 0, sTable.ulNombreEnregistrements));
   trace.stop();
