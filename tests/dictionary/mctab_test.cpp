@@ -435,3 +435,26 @@ TEST(SourceDictionnaire, DevelopmentSourceReads) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(Dictionnaire, QueriesTraceGolden) {
+  remplir_exemple();
+  mc::test::TraceCapture trace({{1, 7, 2}});
+  uint16_t* pusGroupes = nullptr;
+  uint16_t usNombre = 0;
+  EXPECT_CODE(0, MC_usDonnerListeGroupes(&pusGroupes, &usNombre));
+  MC_Liberer(pusGroupes);
+  MC_InformationChamp* psInfos = nullptr;
+  EXPECT_CODE(0, MC_usDonnerInformationChamp(0x0100, &psInfos, &usNombre));
+  MC_Liberer(psInfos);
+  EXPECT_CODE(MC_ERR_FIN, MC_usDonnerInformationChamp(0x0999, &psInfos, &usNombre));
+  char* pcValeur = nullptr;
+  EXPECT_CODE(0, MC_usDonnerChampValeur(0x0100, 1, 2, &pcValeur));
+  MC_Liberer(pcValeur);
+  EXPECT_CODE(MC_ERR_FIN, MC_usDonnerChampValeur(0x0999, 1, 1, &pcValeur));
+  trace.stop();
+  EXPECT_EQ(mc::test::read_text(mc::test::golden_path("dictionary/requetes.trace")), trace.text());
+}
+
+}  // namespace
