@@ -165,7 +165,8 @@ typedef struct EnteteFichierBinaire {
 } EnteteFichierBinaire;
 
 /* A table header in memory, packed: 26 bytes (name at 0, sizes at 11, 15, 19, counts at 23..25).
- * The writer uses the name (its first 10 bytes as they stand) and the record count only. */
+ * The 32-bit members are unaligned: copy them, do not take their address. The writer uses the
+ * name (its first 10 bytes as they stand) and the record count only. */
 #pragma pack(push, 1)
 typedef struct EnteteTable {
   char szNomTable[11];               /* table name, 10 characters, trailing spaces stripped */

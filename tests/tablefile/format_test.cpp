@@ -83,9 +83,9 @@ TEST_F(FormatTest, ExampleFileWrittenByteForByteAndReadBack) {
   memset(&t, 0x55, sizeof t);
   EXPECT_CODE(0, MC_usLireEnteteTable(num, &t));
   EXPECT_STREQ("TEST", t.szNomTable);
-  EXPECT_EQ(2u, t.ulTailleDonnees);
-  EXPECT_EQ(1u, t.ulNombreEnregistrements);
-  EXPECT_EQ(0u, t.ulReserve);
+  EXPECT_EQ(2u, uint32_t{t.ulTailleDonnees});  // copied: packed members are unaligned
+  EXPECT_EQ(1u, uint32_t{t.ulNombreEnregistrements});  // copied: packed members are unaligned
+  EXPECT_EQ(0u, uint32_t{t.ulReserve});  // copied: packed members are unaligned
   EXPECT_EQ(0, t.ucNombreDescripteurs1 + t.ucNombreDescripteurs2 + t.ucReserve);
   EXPECT_CODE(0, MC_usLirePositionFichier(num, &pos));
   EXPECT_EQ(93u, pos);
