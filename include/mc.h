@@ -193,7 +193,8 @@ MC_API uint16_t MC_usCreerFichierBinaire(const char *pcRepertoire, const char *p
                                          uint16_t usTypeControle, const EnteteFichierBinaire *psEntete,
                                          uint16_t *pusNumFichierBinaire);
 /* Seals a written file (pending table size, then CRC16 or signature with the private key file
- * pcFichierCle), closes the file and frees its slot. 0, 0xF610, 0xF807, 0xF811, 1. */
+ * pcFichierCle), closes the file and frees its slot; a failure still closes and frees it.
+ * 0, 0xF610, 0xF807, 1 (signing failed). */
 MC_API uint16_t MC_usLibererFichierBinaire(uint16_t usNumFichierBinaire, const char *pcFichierCle);
 /* Length of the file in bytes. 0, 0xF610 (also for a bad number), 0xFFFF. */
 MC_API uint16_t MC_usLongueurFichierBinaire(uint16_t usNumFichierBinaire, uint32_t *pulLongueur);
