@@ -165,7 +165,8 @@ typedef struct EnteteFichierBinaire {
 } EnteteFichierBinaire;
 
 /* A table header in memory, packed: 26 bytes (name at 0, sizes at 11, 15, 19, counts at 23..25).
- * The writer uses the name (its first 10 bytes as they stand) and the record count only. */
+ * The 32-bit members are unaligned: copy them, do not take their address. The writer uses the
+ * name (its first 10 bytes as they stand) and the record count only. */
 #pragma pack(push, 1)
 typedef struct EnteteTable {
   char szNomTable[11];               /* table name, 10 characters, trailing spaces stripped */
@@ -192,7 +193,8 @@ MC_API uint16_t MC_usCreerFichierBinaire(const char *pcRepertoire, const char *p
                                          uint16_t usTypeControle, const EnteteFichierBinaire *psEntete,
                                          uint16_t *pusNumFichierBinaire);
 /* Seals a written file (pending table size, then CRC16 or signature with the private key file
- * pcFichierCle), closes the file and frees its slot. 0, 0xF610, 0xF807, 0xF811, 1. */
+ * pcFichierCle), closes the file and frees its slot; a failure still closes and frees it.
+ * 0, 0xF610, 0xF807, 1 (signing failed). */
 MC_API uint16_t MC_usLibererFichierBinaire(uint16_t usNumFichierBinaire, const char *pcFichierCle);
 /* Length of the file in bytes. 0, 0xF610 (also for a bad number), 0xFFFF. */
 MC_API uint16_t MC_usLongueurFichierBinaire(uint16_t usNumFichierBinaire, uint32_t *pulLongueur);

@@ -83,9 +83,9 @@ TEST_F(FormatTest, ExampleFileWrittenByteForByteAndReadBack) {
   memset(&t, 0x55, sizeof t);
   EXPECT_CODE(0, MC_usLireEnteteTable(num, &t));
   EXPECT_STREQ("TEST", t.szNomTable);
-  EXPECT_EQ(2u, t.ulTailleDonnees);
-  EXPECT_EQ(1u, t.ulNombreEnregistrements);
-  EXPECT_EQ(0u, t.ulReserve);
+  EXPECT_EQ(2u, uint32_t{t.ulTailleDonnees});  // copied: packed members are unaligned
+  EXPECT_EQ(1u, uint32_t{t.ulNombreEnregistrements});  // copied: packed members are unaligned
+  EXPECT_EQ(0u, uint32_t{t.ulReserve});  // copied: packed members are unaligned
   EXPECT_EQ(0, t.ucNombreDescripteurs1 + t.ucNombreDescripteurs2 + t.ucReserve);
   EXPECT_CODE(0, MC_usLirePositionFichier(num, &pos));
   EXPECT_EQ(93u, pos);
@@ -379,6 +379,50 @@ TEST_F(FormatTest, RandomIntegersRoundTrip) {
     ASSERT_EQ(static_cast<int32_t>(v), l);
     ASSERT_EQ(static_cast<uint16_t>(v), s);
     ASSERT_EQ(static_cast<int8_t>(v >> 8), c);
+  }
+  EXPECT_CODE(0, MC_usLibererFichierBinaire(n, nullptr));
+}
+
+TEST_F(FormatTest, RandomStringsDatesAndUnicodeFieldsRoundTrip) {
+  std::mt19937 gen(77);
+  struct Record {
+    std::string text;
+    uint16_t year;
+    uint8_t month, day;
+    std::vector<uint16_t> units;
+  };
+  std::vector<Record> records(300);
+  for (auto& r : records) {
+    r.text.resize(gen() % 600);
+    for (auto& c : r.text) c = static_cast<char>(1 + gen() % 255);  // no NUL inside a text
+    r.year = static_cast<uint16_t>(gen());
+    r.month = static_cast<uint8_t>(gen());
+    r.day = static_cast<uint8_t>(gen());
+    r.units.resize(gen() % 5);
+    for (auto& u : r.units) u = static_cast<uint16_t>(gen());
+  }
+  const Bytes data = table_data([&](uint16_t n) {
+    for (const auto& r : records) {
+      ASSERT_CODE(0, MC_usEcrireChaineVariable(n, r.text.c_str()));
+      ASSERT_CODE(0, MC_usEcrireDate(n, r.year, r.month, r.day));
+      ASSERT_CODE(0, MC_usEcrireChampUnicodeFixe(n, r.units.data(), static_cast<uint32_t>(r.units.size())));
+    }
+  });
+  const uint16_t n = open_data(data);
+  for (const auto& r : records) {
+    char* text = nullptr;
+    ASSERT_CODE(0, MC_usLireChaineVariable(n, &text));
+    ASSERT_EQ(r.text, text);
+    MC_Liberer(text);
+    uint16_t year = 0;
+    uint8_t month = 0, day = 0;
+    ASSERT_CODE(0, MC_usLireDate(n, &year, &month, &day));
+    ASSERT_EQ(r.year, year);
+    ASSERT_EQ(r.month, month);
+    ASSERT_EQ(r.day, day);
+    std::vector<uint16_t> units(r.units.size());
+    ASSERT_CODE(0, MC_usLireChampUnicodeFixe(n, units.data(), static_cast<uint32_t>(units.size())));
+    ASSERT_EQ(r.units, units);
   }
   EXPECT_CODE(0, MC_usLibererFichierBinaire(n, nullptr));
 }

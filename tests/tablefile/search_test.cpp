@@ -48,7 +48,7 @@ TEST_F(SearchTest, TablesAreReadOneAfterAnotherSkippingDescriptorEntries) {
   EnteteTable t;
   ASSERT_CODE(0, MC_usLireEnteteTable(num_, &t));
   EXPECT_STREQ("ALPHA", t.szNomTable);
-  EXPECT_EQ(3u, t.ulTailleDonnees);
+  EXPECT_EQ(3u, uint32_t{t.ulTailleDonnees});  // copied: packed members are unaligned
   EXPECT_EQ(1, t.ucNombreDescripteurs1);
   EXPECT_EQ(2, t.ucNombreDescripteurs2);
   EXPECT_EQ(data_of_a(), position());
@@ -61,7 +61,7 @@ TEST_F(SearchTest, FindsTablesAheadAndBehindTheCurrentPosition) {
   EnteteTable t;
   ASSERT_CODE(0, MC_usRechercherTable(num_, "GAMMA", &t));
   EXPECT_STREQ("GAMMA", t.szNomTable);
-  EXPECT_EQ(40u, t.ulNombreEnregistrements);
+  EXPECT_EQ(40u, uint32_t{t.ulNombreEnregistrements});  // copied: packed members are unaligned
   EXPECT_EQ(start_of_c() + 25, position());
   // Read GAMMA to its end, then look back: the search wraps once.
   ASSERT_CODE(0, MC_usPositionnerOffset(num_, 40, SEEK_CUR));

@@ -1,0 +1,91 @@
+// lecture_fuzz.cpp -- any bytes as a table file named f.tbx: opened with the control type of
+// the input's first byte, then searched and read with every typed reader.
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "mc.h"
+#include "tablefile/mcfichie.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
+
+namespace {
+std::string g_repertoire;
+std::string g_chemin;
+void nettoyer() {
+  remove(g_chemin.c_str());
+  rmdir(g_repertoire.c_str());
+}
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  if (size == 0) {
+    return 0;
+  }
+  if (g_repertoire.empty()) {
+    char modele[] = "/tmp/mc_fuzz_tablefile.XXXXXX";
+    if (mkdtemp(modele) == nullptr) {
+      return 0;
+    }
+    g_repertoire = modele;
+    g_chemin = g_repertoire + "/f.tbx";
+    atexit(nettoyer);
+  }
+  const std::string& repertoire = g_repertoire;
+  const std::string& chemin = g_chemin;
+  FILE* f = fopen(chemin.c_str(), "wb");
+  if (f == nullptr) {
+    return 0;
+  }
+  fwrite(data + 1, 1, size - 1, f);
+  fclose(f);
+
+  const uint16_t usType = data[0] % 3;
+  uint16_t num = 0;
+  EnteteFichierBinaire e;
+  MC_usInitialiserFichierBinaire(repertoire.c_str(), "f.tbx", usType, &num, &e);
+  if (num != 0) {
+    EnteteTable t;
+    MC_usRechercherTable(num, "T", &t);
+    uint16_t cr = MC_usLireEnteteTable(num, &t);
+    for (int tour = 0; tour < 64 && cr == MC_CR_OK; ++tour) {
+      uint8_t uc = 0;
+      int8_t c = 0;
+      uint16_t us = 0;
+      int16_t s = 0;
+      uint32_t ul = 0;
+      int32_t l = 0;
+      double d = 0;
+      char fixe[7];
+      uint16_t unicode[3];
+      char* texte = nullptr;
+      switch (tour % 10) {
+        case 0: cr = MC_usLireUnsignedChar(num, &uc); break;
+        case 1: cr = MC_usLireSignedChar(num, &c); break;
+        case 2: cr = MC_usLireUnsignedShort(num, &us); break;
+        case 3: cr = MC_usLireSignedShort(num, &s); break;
+        case 4: cr = MC_usLireUnsignedLong(num, &ul); break;
+        case 5: cr = MC_usLireSignedLong(num, &l); break;
+        case 6: cr = MC_usLireDouble(num, &d); break;
+        case 7: cr = MC_usLireDate(num, &us, &uc, &uc); break;
+        case 8:
+          cr = MC_usLireChampFixe(num, fixe, sizeof fixe);
+          if (cr == MC_CR_OK) cr = MC_usLireChampUnicodeFixe(num, unicode, 3);
+          break;
+        default:
+          cr = MC_usLireChaineVariable(num, &texte);
+          MC_Liberer(texte);
+          break;
+      }
+    }
+    MC_usRechercherTable(num, "ABSENT", &t);
+    unsigned char* piece = nullptr;
+    MC_usLireFichierBinaire(num, 4, 16, &piece);
+    MC_Liberer(piece);
+    MC_usLibererFichierBinaire(num, nullptr);
+  }
+  return 0;
+}
