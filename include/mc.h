@@ -136,6 +136,131 @@ MC_API uint16_t MC_usCreerNomCompletFichier(const char *pcRepertoire, const char
 
 /* ==== tablefile ==== */
 
+/* Binary table files: a text header, then named tables of big-endian typed values, protected by a
+ * CRC16 in the first four bytes (control type 1), by a 128-byte signature at the end (control
+ * type 2) or not at all (any other type). Up to 100 files are open at once, known by their binary
+ * file number 1..100. Every operation below that takes a number first looks its slot up and
+ * returns 0xF807 for 0, a number above 100 or a slot not in use. */
+
+#define MC_CONTROLE_CRC16     1u /* control type: CRC16 in the first four bytes */
+#define MC_CONTROLE_SIGNATURE 2u /* control type: RSA signature in the last 128 bytes */
+#define MC_NB_FICHIERS_BINAIRES 100u
+#define MC_LG_COMMENTAIRE     200u /* comment characters an EnteteFichierBinaire holds */
+
+/* The file header in memory: each text field followed by a NUL, at fixed places (offsets 0, 13,
+ * 18, 24, 33, 38, 44, 55); 256 bytes in all. The writer takes the version numbers and the text
+ * fields byte for byte as they stand, the file name up to 12 characters padded with spaces, and
+ * the comment up to its NUL (MC_LG_COMMENTAIRE characters at most). The reader strips the
+ * trailing spaces of the name and keeps the first MC_LG_COMMENTAIRE characters of a longer
+ * comment. */
+typedef struct EnteteFichierBinaire {
+  char szNomFichier[13];     /* file name, 12 characters */
+  char szVersion[5];         /* first version number, 4 digits (the file's version) */
+  char szTexte5[6];          /* 5-character field */
+  char szTexte8[9];          /* 8-character field */
+  char szVersionRequise[5];  /* second version number, 4 digits (library version required) */
+  char szTexte5b[6];         /* second 5-character field */
+  char szTexte10[11];        /* 10-character field */
+  char szCommentaire[MC_LG_COMMENTAIRE + 1]; /* comment, up to the CR on disk */
+} EnteteFichierBinaire;
+
+/* A table header in memory, packed: 26 bytes (name at 0, sizes at 11, 15, 19, counts at 23..25).
+ * The writer uses the name (its first 10 bytes as they stand) and the record count only. */
+#pragma pack(push, 1)
+typedef struct EnteteTable {
+  char szNomTable[11];               /* table name, 10 characters, trailing spaces stripped */
+  uint32_t ulTailleDonnees;          /* bytes of table data after the header */
+  uint32_t ulNombreEnregistrements;  /* record count */
+  uint32_t ulReserve;                /* reserved word, written as 0 */
+  uint8_t ucNombreDescripteurs1;     /* entries of the first descriptor list (5 bytes each) */
+  uint8_t ucNombreDescripteurs2;     /* entries of the second descriptor list */
+  uint8_t ucReserve;                 /* reserved byte */
+} EnteteTable;
+#pragma pack(pop)
+
+/* Opens pcRepertoire/pcNomFichier for reading, reads its header into *psEntete, checks that the
+ * header names the same file and, by control type, its CRC16 or signature. Set *pusNum to 0
+ * before the call. A failure after the file was opened (0xF640, 0xF660, 0xF630) leaves it open
+ * in its slot with its number returned: release it. 0, 0xF610, 0xF630, 0xF640, 0xF660, 0xF800,
+ * 0xF801, 0xF802, 0xF80A. */
+MC_API uint16_t MC_usInitialiserFichierBinaire(const char *pcRepertoire, const char *pcNomFichier,
+                                               uint16_t usTypeControle, uint16_t *pusNumFichierBinaire,
+                                               EnteteFichierBinaire *psEntete);
+/* Creates (or empties) pcRepertoire/pcNomFichier for writing and writes its header. Note the
+ * order: header before number. 0, 0xF610, 0xF800, 0xF801, 0xF802, 0xF80A. */
+MC_API uint16_t MC_usCreerFichierBinaire(const char *pcRepertoire, const char *pcNomFichier,
+                                         uint16_t usTypeControle, const EnteteFichierBinaire *psEntete,
+                                         uint16_t *pusNumFichierBinaire);
+/* Seals a written file (pending table size, then CRC16 or signature with the private key file
+ * pcFichierCle), closes the file and frees its slot. 0, 0xF610, 0xF807, 0xF811, 1. */
+MC_API uint16_t MC_usLibererFichierBinaire(uint16_t usNumFichierBinaire, const char *pcFichierCle);
+/* Length of the file in bytes. 0, 0xF610 (also for a bad number), 0xFFFF. */
+MC_API uint16_t MC_usLongueurFichierBinaire(uint16_t usNumFichierBinaire, uint32_t *pulLongueur);
+/* Moves the stream as fseek does (origin SEEK_SET, SEEK_CUR, SEEK_END). 0, 0xF610. */
+MC_API uint16_t MC_usPositionnerOffset(uint16_t usNumFichierBinaire, int32_t lPosition,
+                                       int32_t iOrigine);
+/* Current position of the stream. 0, 0xF610. */
+MC_API uint16_t MC_usLirePositionFichier(uint16_t usNumFichierBinaire, uint32_t *pulPosition);
+/* A new buffer (MC_Liberer it) of ulLongueur bytes read at lPosition; the stream's position is
+ * restored. The result is that of the move back, so check the buffer: null when it could not be
+ * allocated. 0, 0xF610, 0xF802. */
+MC_API uint16_t MC_usLireFichierBinaire(uint16_t usNumFichierBinaire, int32_t lPosition,
+                                        uint32_t ulLongueur, unsigned char **ppucBuffer);
+
+/* Reading, from the current position. 0xF640: the file ends first (the target is then left as
+ * it was for the integer readers) or the position cannot be taken. */
+/* The next table header; the stream then stands at its first record. 0, 0xF640, 0xF807. */
+MC_API uint16_t MC_usLireEnteteTable(uint16_t usNumFichierBinaire, EnteteTable *psEnteteTable);
+/* Searches the table named pcNomTable from the current position (a table boundary) to the end
+ * of the table area, then once from the first table back to the start. On success the stream
+ * stands at the table's first record. 0, 0xF640, 0xF802, 0xF805, 0xF807. */
+MC_API uint16_t MC_usRechercherTable(uint16_t usNumFichierBinaire, const char *pcNomTable,
+                                     EnteteTable *psEnteteTable);
+MC_API uint16_t MC_usLireUnsignedChar(uint16_t usNumFichierBinaire, uint8_t *pucValeur);
+MC_API uint16_t MC_usLireSignedChar(uint16_t usNumFichierBinaire, int8_t *pcValeur);
+MC_API uint16_t MC_usLireUnsignedShort(uint16_t usNumFichierBinaire, uint16_t *pusValeur);
+MC_API uint16_t MC_usLireSignedShort(uint16_t usNumFichierBinaire, int16_t *psValeur);
+MC_API uint16_t MC_usLireUnsignedLong(uint16_t usNumFichierBinaire, uint32_t *pulValeur);
+MC_API uint16_t MC_usLireSignedLong(uint16_t usNumFichierBinaire, int32_t *plValeur);
+/* A packed-decimal double (about 14 significant digits). */
+MC_API uint16_t MC_usLireDouble(uint16_t usNumFichierBinaire, double *pdValeur);
+/* A 16-bit component, then two 8-bit ones. */
+MC_API uint16_t MC_usLireDate(uint16_t usNumFichierBinaire, uint16_t *pusValeur1, uint8_t *pucValeur2,
+                              uint8_t *pucValeur3);
+/* ulLongueur raw bytes, nothing added or stripped. */
+MC_API uint16_t MC_usLireChampFixe(uint16_t usNumFichierBinaire, void *pvBuffer, uint32_t ulLongueur);
+/* A new NUL-terminated text (MC_Liberer it), handed over even when its characters could not all
+ * be read. 0, 0xF640, 0xF801, 0xF802 (length coded on more than 4 bytes). */
+MC_API uint16_t MC_usLireChaineVariable(uint16_t usNumFichierBinaire, char **ppcTexte);
+/* ulNombre 16-bit units as they lie on disk (in the writer's memory order). */
+MC_API uint16_t MC_usLireChampUnicodeFixe(uint16_t usNumFichierBinaire, uint16_t *pusBuffer,
+                                          uint32_t ulNombre);
+
+/* Writing, at the end of a file made by MC_usCreerFichierBinaire; 0xF811 on any other file
+ * (except MC_usEcrireDouble, which writes into any open file), 0xF610 when the write fails. */
+/* A table header (name and record count used); its data size is written later. */
+MC_API uint16_t MC_usEcrireEnteteTable(uint16_t usNumFichierBinaire, const EnteteTable *psEnteteTable);
+/* Patches the data size of the table being written. 0, 0xF610, 0xF807, 0xF811. */
+MC_API uint16_t MC_usEcrireTaille(uint16_t usNumFichierBinaire);
+MC_API uint16_t MC_usEcrireUnsignedChar(uint16_t usNumFichierBinaire, uint8_t ucValeur);
+MC_API uint16_t MC_usEcrireSignedChar(uint16_t usNumFichierBinaire, int8_t cValeur);
+MC_API uint16_t MC_usEcrireUnsignedShort(uint16_t usNumFichierBinaire, uint16_t usValeur);
+MC_API uint16_t MC_usEcrireSignedShort(uint16_t usNumFichierBinaire, int16_t sValeur);
+MC_API uint16_t MC_usEcrireUnsignedLong(uint16_t usNumFichierBinaire, uint32_t ulValeur);
+MC_API uint16_t MC_usEcrireSignedLong(uint16_t usNumFichierBinaire, int32_t lValeur);
+/* Packed decimal; a value with more than 14 integer digits (or not finite) gives 0xF610 and
+ * writes nothing. */
+MC_API uint16_t MC_usEcrireDouble(uint16_t usNumFichierBinaire, double dValeur);
+MC_API uint16_t MC_usEcrireDate(uint16_t usNumFichierBinaire, uint16_t usValeur1, uint8_t ucValeur2,
+                                uint8_t ucValeur3);
+MC_API uint16_t MC_usEcrireChampFixe(uint16_t usNumFichierBinaire, const void *pvBuffer,
+                                     uint32_t ulLongueur);
+/* The length coding and the characters; a null text is written as the single byte 0. */
+MC_API uint16_t MC_usEcrireChaineVariable(uint16_t usNumFichierBinaire, const char *pcTexte);
+/* ulNombre 16-bit units as they lie in memory (not converted to big-endian). */
+MC_API uint16_t MC_usEcrireChampUnicodeFixe(uint16_t usNumFichierBinaire, const uint16_t *pusBuffer,
+                                            uint32_t ulNombre);
+
 /* ==== end tablefile ==== */
 
 
