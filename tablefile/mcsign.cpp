@@ -13,9 +13,10 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <limits>
 
-#include "common/mcholder.h"
 #include "runtime/mctrace.h"
+#include "tablefile/mcfichie.h"
 
 static_assert(sizeof(R_RSA_PUBLIC_KEY) == 260, "RSAREF's public key record is 260 bytes");
 static_assert(sizeof(R_RSA_PRIVATE_KEY) == 708, "RSAREF's private key record is 708 bytes");
@@ -25,6 +26,8 @@ namespace mc {
 namespace {
 
 constexpr uint32_t kOctetsPremier = MAX_RSA_PRIME_LEN;
+constexpr uint32_t kDebutSigne = 4;  // the control value "0000" is not signed
+constexpr uint32_t kPositionMax = static_cast<uint32_t>(std::numeric_limits<int32_t>::max());
 
 // GMP does not clear the limbs it frees; key material is wiped first.
 void effacer(mpz_t x) {
@@ -203,7 +206,99 @@ uint16_t calculer_signature(const uint8_t* pucMessage, uint32_t ulLongueur,
   return MC_CR_OK;
 }
 
+uint16_t verifier_signature_fichier(uint16_t usNumFichierBinaire) {
+  return MC_usVerifierSignatureFichier(usNumFichierBinaire);
+}
+
+uint16_t ecrire_signature_fichier(uint16_t usNumFichierBinaire, const char* pcFichierCle) {
+  return MC_usEcrireSignatureFichier(usNumFichierBinaire, pcFichierCle);
+}
+
 }  // namespace mc
+
+extern "C" MC_API uint16_t MC_usEcrireSignatureFichier(uint16_t usNumFichierBinaire,
+                                                       const char* pcFichierClePrivee) {
+  MC_TRACE(mc::kModule, mc::kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireSignatureFichier : NumFichier = %d",
+           static_cast<int>(usNumFichierBinaire));
+  R_RSA_PRIVATE_KEY sCle;
+  uint16_t usCode = MC_usLireClePrivee(pcFichierClePrivee, &sCle);
+  if (usCode != MC_CR_OK) {
+    MC_TRACE(mc::kModule, mc::kTrcTables, MC_TRACE_ERREUR, "Probleme lors de la lecture de la cle privee");
+  }
+  uint32_t ulLongueur = 0;
+  if (usCode == MC_CR_OK) {
+    usCode = MC_usLongueurFichierBinaire(usNumFichierBinaire, &ulLongueur);
+    if (usCode == MC_CR_OK && (ulLongueur < mc::kDebutSigne || ulLongueur > mc::kPositionMax)) {
+      usCode = MC_ERR_FICHIER;
+    }
+  }
+  unsigned char* pucContenu = nullptr;
+  if (usCode == MC_CR_OK) {
+    usCode = MC_usLireFichierBinaire(usNumFichierBinaire, static_cast<int32_t>(mc::kDebutSigne),
+                                     ulLongueur - mc::kDebutSigne, &pucContenu);
+    // The read reports the move back only: no buffer means it could not be allocated.
+    if (usCode == MC_CR_OK && pucContenu == nullptr) {
+      usCode = MC_ERR_FICHIER;
+    }
+  }
+  uint8_t aucSignature[mc::kLongueurSignature];
+  if (usCode == MC_CR_OK) {
+    // Kept: a failed signing is reported as the bare value 1.
+    usCode = MC_usCalculerSignatureMessage(pucContenu, ulLongueur - mc::kDebutSigne, sCle, aucSignature);
+  }
+  if (usCode == MC_CR_OK) {
+    if (MC_usPositionnerOffset(usNumFichierBinaire, static_cast<int32_t>(ulLongueur), SEEK_SET) != MC_CR_OK ||
+        MC_usEcrireChampFixe(usNumFichierBinaire, aucSignature, mc::kLongueurSignature) != MC_CR_OK) {
+      usCode = MC_ERR_FICHIER;
+    }
+  }
+  MC_Liberer(pucContenu);
+  explicit_bzero(&sCle, sizeof sCle);
+  MC_TRACE(mc::kModule, mc::kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireSignatureFichier : Code retour = 0x%04x",
+           static_cast<unsigned>(usCode));
+  return usCode;
+}
+
+extern "C" MC_API uint16_t MC_usVerifierSignatureFichier(uint16_t usNumFichierBinaire) {
+  MC_TRACE(mc::kModule, mc::kTrcTables, MC_TRACE_ENTREE, "MC_usVerifierSignatureFichier : NumFichier = %d",
+           static_cast<int>(usNumFichierBinaire));
+  R_RSA_PUBLIC_KEY* psCle = MC_LireClePublique();
+  uint16_t usCode = psCle != nullptr ? MC_CR_OK : MC_ERR_FICHIER;
+  uint32_t ulLongueur = 0;
+  if (usCode == MC_CR_OK) {
+    usCode = MC_usLongueurFichierBinaire(usNumFichierBinaire, &ulLongueur);
+    // A file too short to hold a signature has nothing to check.
+    if (usCode == MC_CR_OK &&
+        (ulLongueur < mc::kDebutSigne + mc::kLongueurSignature || ulLongueur > mc::kPositionMax)) {
+      usCode = MC_ERR_FICHIER;
+    }
+  }
+  const uint32_t ulSigne = ulLongueur - mc::kDebutSigne - mc::kLongueurSignature;
+  unsigned char* pucContenu = nullptr;
+  unsigned char* pucSignature = nullptr;
+  if (usCode == MC_CR_OK) {
+    usCode = MC_usLireFichierBinaire(usNumFichierBinaire, static_cast<int32_t>(mc::kDebutSigne), ulSigne,
+                                     &pucContenu);
+  }
+  if (usCode == MC_CR_OK) {
+    usCode = MC_usLireFichierBinaire(usNumFichierBinaire,
+                                     static_cast<int32_t>(ulLongueur - mc::kLongueurSignature),
+                                     mc::kLongueurSignature, &pucSignature);
+  }
+  // The reads report the move back only: no buffer means it could not be allocated.
+  if (usCode == MC_CR_OK && (pucContenu == nullptr || pucSignature == nullptr)) {
+    usCode = MC_ERR_FICHIER;
+  }
+  if (usCode == MC_CR_OK) {
+    usCode = MC_usVerifierSignatureMessage(pucContenu, ulSigne, *psCle, pucSignature);
+  }
+  MC_Liberer(psCle);
+  MC_Liberer(pucContenu);
+  MC_Liberer(pucSignature);
+  MC_TRACE(mc::kModule, mc::kTrcTables, MC_TRACE_SORTIE, "MC_usVerifierSignatureFichier : Code retour = 0x%04x",
+           static_cast<unsigned>(usCode));
+  return usCode;
+}
 
 extern "C" MC_API uint16_t MC_usCalculerSignatureMessage(const unsigned char* pucMessage,
                                                          uint32_t ulLongueur,
