@@ -107,7 +107,8 @@ TEST_F(SignedFile, OpensAndReadsBackThenReleasesUnchanged) {
   EXPECT_STREQ("table signee", entete.szCommentaire);
   EnteteTable table;
   ASSERT_CODE(0, MC_usRechercherTable(num, "TEST", &table));
-  EXPECT_EQ(3u, table.ulNombreEnregistrements);
+  const uint32_t records = table.ulNombreEnregistrements;  // a packed member: no reference to it
+  EXPECT_EQ(3u, records);
   uint16_t value = 0;
   ASSERT_CODE(0, MC_usLireUnsignedShort(num, &value));
   EXPECT_EQ(0x0102, value);
