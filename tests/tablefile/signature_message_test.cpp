@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "runtime/mcmemoir.h"
 #include "signature_support.h"
@@ -160,6 +161,28 @@ TEST_F(Signature, RefusesPublicKeysThatAreNotRsaKeys) {
   EXPECT_CODE(0, verify(message, sized, signature));
 }
 
+TEST_F(Signature, ArbitraryPublicKeysAcceptNothing) {
+  const Bytes message = message_of(32);
+  const Bytes signature = sign(message, dev_private_record());
+  uint32_t state = 12345;
+  auto next = [&state] {
+    state = state * 1103515245u + 12345u;
+    return static_cast<uint8_t>(state >> 16);
+  };
+  for (int round = 0; round < 40; ++round) {
+    SCOPED_TRACE(round);
+    R_RSA_PUBLIC_KEY pub{};
+    pub.bits = 1024;
+    for (size_t i = 0; i < 128; ++i) {
+      pub.modulus[i] = next();
+      pub.exponent[i] = (round % 2 == 0 && i < 125) ? 0 : next();
+    }
+    pub.modulus[0] |= 0x80;
+    pub.modulus[127] |= 0x01;
+    EXPECT_CODE(RE_SIGNATURE, verify(message, pub, signature));
+  }
+}
+
 TEST_F(Signature, MissingMessageBytes) {
   const R_RSA_PRIVATE_KEY key = dev_private_record();
   Bytes signature(128);
@@ -190,6 +213,12 @@ TEST_F(Signature, SigningWithBrokenKeysFailsWithBareOne) {
       {"coefficient zero", [](R_RSA_PRIVATE_KEY& k) { std::memset(k.coefficient, 0, 64); }},
       {"modulus changed", [](R_RSA_PRIVATE_KEY& k) { k.modulus[100] ^= 0x04; }},
       {"public exponent changed", [](R_RSA_PRIVATE_KEY& k) { k.publicExponent[127] = 0x03; }},
+      {"primes swapped, other fields kept",
+       [](R_RSA_PRIVATE_KEY& k) {
+         std::swap(k.prime[0], k.prime[1]);
+         std::swap(k.primeExponent[0], k.primeExponent[1]);
+       }},
+      {"prime exponent zero", [](R_RSA_PRIVATE_KEY& k) { std::memset(k.primeExponent[0], 0, 64); }},
       {"fields shifted by one byte",
        [](R_RSA_PRIVATE_KEY& k) {
          std::memmove(k.modulus + 1, k.modulus, 703);
