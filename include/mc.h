@@ -269,6 +269,71 @@ MC_API uint16_t MC_usEcrireChampUnicodeFixe(uint16_t usNumFichierBinaire, const 
 
 /* ==== signature ==== */
 
+/* RSAREF's sizes, digest identifier and key records, as the signature functions take them. A
+ * table file of control type 2 ends with a 128-byte PKCS #1 v1.5 signature over an MD5 digest
+ * of the bytes from position 4 on. */
+#define MAX_RSA_MODULUS_BITS 1024
+#define MAX_RSA_MODULUS_LEN  128
+#define MAX_RSA_PRIME_LEN    64
+#define DA_MD5 5
+
+/* RSAREF's error codes, returned by MC_usVerifierSignatureMessage and MC_usVerifierSignatureFichier. */
+#define RE_CONTENT_ENCODING    0x0400u
+#define RE_DATA                0x0401u /* missing message bytes */
+#define RE_DIGEST_ALGORITHM    0x0402u
+#define RE_ENCODING            0x0403u
+#define RE_KEY                 0x0404u
+#define RE_KEY_ENCODING        0x0405u
+#define RE_LEN                 0x0406u /* signature length not the modulus length */
+#define RE_MODULUS_LEN         0x0407u
+#define RE_NEED_RANDOM         0x0408u
+#define RE_PRIVATE_KEY         0x0409u /* private key fields that do not make an RSA key */
+#define RE_PUBLIC_KEY          0x040au /* modulus or exponent that do not make an RSA key */
+#define RE_SIGNATURE           0x040bu /* signature does not match the message */
+#define RE_SIGNATURE_ENCODING  0x040cu
+#define RE_ENCRYPTION_ALGORITHM 0x040du
+
+/* Big-endian numbers, right-aligned in their arrays. 260 bytes. */
+typedef struct {
+  unsigned int bits;                           /* length of the modulus in bits */
+  unsigned char modulus[MAX_RSA_MODULUS_LEN];
+  unsigned char exponent[MAX_RSA_MODULUS_LEN];
+} R_RSA_PUBLIC_KEY;
+
+/* 708 bytes. */
+typedef struct {
+  unsigned int bits;                                  /* length of the modulus in bits */
+  unsigned char modulus[MAX_RSA_MODULUS_LEN];
+  unsigned char publicExponent[MAX_RSA_MODULUS_LEN];
+  unsigned char exponent[MAX_RSA_MODULUS_LEN];        /* private exponent */
+  unsigned char prime[2][MAX_RSA_PRIME_LEN];          /* p, q */
+  unsigned char primeExponent[2][MAX_RSA_PRIME_LEN];  /* d mod (p-1), d mod (q-1) */
+  unsigned char coefficient[MAX_RSA_PRIME_LEN];       /* inverse of q mod p */
+} R_RSA_PRIVATE_KEY;
+
+/* Signs the bytes from position 4 to the end of a written file with the key of the key file and
+ * appends the 128-byte signature. 0, 0xF610, 1 (signing failed), a code of the slot lookup. */
+MC_API uint16_t MC_usEcrireSignatureFichier(uint16_t usNumFichierBinaire,
+                                            const char *pcFichierClePrivee);
+/* Checks the last 128 bytes of an open file against the bytes from position 4 before them, with
+ * the library's public key. 0, 0xF610, or an RSAREF code (RE_SIGNATURE, ...). */
+MC_API uint16_t MC_usVerifierSignatureFichier(uint16_t usNumFichierBinaire);
+/* The 128-byte signature (MD5, PKCS #1 v1.5) of a message into pucSignature. 0, or 1 on any
+ * failure. */
+MC_API uint16_t MC_usCalculerSignatureMessage(const unsigned char *pucMessage, uint32_t ulLongueur,
+                                              R_RSA_PRIVATE_KEY sClePrivee,
+                                              unsigned char *pucSignature);
+/* 0 when the 128-byte signature is the message's under the public key; an RSAREF code otherwise. */
+MC_API uint16_t MC_usVerifierSignatureMessage(const unsigned char *pucMessage, uint32_t ulLongueur,
+                                              R_RSA_PUBLIC_KEY sClePublique,
+                                              const unsigned char *pucSignature);
+/* Reads a private key file: the decimal bit count directly followed by the raw big-endian fields
+ * in the record's order. 0, 0xF610 (cannot be opened or closed), 0xF802 (no record). */
+MC_API uint16_t MC_usLireClePrivee(const char *pcFichierClePrivee, R_RSA_PRIVATE_KEY *psClePrivee);
+/* A new record of the library's 1024-bit public key (MC_Liberer it), or null when memory is
+ * short. */
+MC_API R_RSA_PUBLIC_KEY *MC_LireClePublique(void);
+
 /* ==== end signature ==== */
 
 

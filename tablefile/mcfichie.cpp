@@ -248,19 +248,6 @@ uint16_t usEcrireCRC(FILE* pFichier, uint16_t usCRC) {
   return usCr;
 }
 
-// Signature points. The signature unit replaces these two bodies by its checking and signing
-// operations; until then control type 2 is neither checked nor signed.
-uint16_t verifier_signature_fichier(uint16_t usNumFichierBinaire) {
-  static_cast<void>(usNumFichierBinaire);
-  return MC_CR_OK;
-}
-
-uint16_t ecrire_signature_fichier(uint16_t usNumFichierBinaire, const char* pcFichierCle) {
-  static_cast<void>(usNumFichierBinaire);
-  static_cast<void>(pcFichierCle);
-  return MC_CR_OK;
-}
-
 namespace testing {
 void reset_fichiers() {
   for (auto& entree : g_etatFichiers.fichiers) {

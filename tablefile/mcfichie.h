@@ -76,8 +76,8 @@ size_t stCoderLongueur(uint32_t ulLongueur, unsigned char* pucBuffer);
 bool coder_double(double dValeur, uint8_t pucOctets[8]);
 double decoder_double(const uint8_t pucOctets[8]);
 
-// Signature points for control type 2, filled by the signature unit. Until then they answer as
-// an absent check does: 0.
+// Signature points for control type 2, defined by the signature unit (mcsign.cpp): the check of
+// MC_usVerifierSignatureFichier and the signing of MC_usEcrireSignatureFichier.
 uint16_t verifier_signature_fichier(uint16_t usNumFichierBinaire);
 uint16_t ecrire_signature_fichier(uint16_t usNumFichierBinaire, const char* pcFichierCle);
 
