@@ -289,7 +289,9 @@ TEST_F(SlotTest, PositionAndLengthHelpers) {
 TEST_F(SlotTest, KeptEveryControlTypeButOneEndsTheTableArea128BytesEarly) {
   Bytes file = concat({entete_octets("t.tbx", "c"), table_octets("A", Bytes(200, 7)), Bytes(10, 0)});
   write_file(path("t.tbx"), file);
-  for (uint16_t type : {0, 2, 3, 0xFFFF}) {
+  // Control type 2 opens only with a valid signature: its signed files are tested beside the
+  // signatures.
+  for (uint16_t type : {0, 3, 0xFFFF}) {
     SCOPED_TRACE(type);
     uint16_t num = 0;
     ASSERT_CODE(0, ouvrir("t.tbx", type, &num));
