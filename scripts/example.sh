@@ -10,8 +10,8 @@ build=build-example
 # The example runs on its own configuration directory inside the build tree, so that it needs no
 # root and leaves /usr/local/norba/etc alone.
 cmake -S . -B "$build" -G Ninja -DMC_BUILD_TESTS=OFF -DMC_BUILD_BENCH=OFF \
-      -DMC_CONFIG_DIR="$PWD/$build/etc" >/dev/null
-cmake --build "$build" -j"$jobs" --target mc_exemple
+      -DMC_CONFIG_DIR="$PWD/$build/dev/etc" >/dev/null
+cmake --build "$build" -j"$jobs" --target mc_exemple mc_dev_dictionary
 mkdir -p "$build/run"
 cd "$build/run"
 exec ../examples/mc_exemple
