@@ -335,12 +335,19 @@ extern "C" MC_API uint16_t MC_usLireGroupeSuivant(uint16_t usZone, uint32_t ulPa
   // run, the occurrence is 0 and the cursor stays at the start.
   mc::positionner_debut(z);
   uint16_t usOccurrence = 1;
-  uint16_t usCrRecherche = MC_CR_OK;
-  while (z.OffsetGroupe < ulOffsetSuivant && usCrRecherche == MC_CR_OK) {
-    usCrRecherche = usOccurrence == 0
-                        ? MC_ERR_ARGUMENT
-                        : mc::rechercher_groupe(z, usIdentifiant, usOccurrence, ulParcoursChamps != 0);
-    ++usOccurrence;
+  if (usIdentifiant == 0) {
+    // Identifier 0 is found at once without moving, so the loop would only run its 16-bit
+    // occurrence round to 0, where the search refuses it: the cursor ends at the start and the
+    // occurrence at 0. Give that outcome without the 65535 searches.
+    usOccurrence = 1;
+  } else {
+    uint16_t usCrRecherche = MC_CR_OK;
+    while (z.OffsetGroupe < ulOffsetSuivant && usCrRecherche == MC_CR_OK) {
+      usCrRecherche = usOccurrence == 0 ? MC_ERR_ARGUMENT
+                                        : mc::rechercher_groupe(z, usIdentifiant, usOccurrence,
+                                                                ulParcoursChamps != 0);
+      ++usOccurrence;
+    }
   }
   if (pusOccurrence != nullptr) {
     *pusOccurrence = static_cast<uint16_t>(usOccurrence - 1);
