@@ -1,5 +1,6 @@
 // robustesse_test.cpp -- random zones built with the editing calls and checked against a model
 // encoded independently; the same zones corrupted and walked (run it under the sanitizer build).
+#include <cstring>
 #include <memory>
 #include <random>
 
@@ -110,6 +111,29 @@ size_t longueur_au_hasard(std::mt19937& rng) {
   return rng() % 3 == 0 ? classes[rng() % std::size(classes)] : rng() % 20;
 }
 
+// The syntax control gives the same code and leaves the same cursor with tracing off (one pass
+// over the lengths) as with tracing on (the walk that traces each step).
+void controle_identique(uint16_t zone) {
+  mc::testing::reset_trace();
+  MC_usAvancerGroupeSuivant(zone, 1, 0, nullptr);  // a cursor away from the start
+  const uint16_t crSansTrace = MC_usControlerSyntaxeZoneMemoire(zone);
+  const ZoneMemoire sansTrace = *mc::ZM[zone];
+  MC_usAvancerGroupeSuivant(zone, 1, 0, nullptr);
+  uint16_t crAvecTrace = 0;
+  {
+    TraceCapture trace({{1, 1, 1}});
+    crAvecTrace = MC_usControlerSyntaxeZoneMemoire(zone);
+  }
+  const ZoneMemoire& avecTrace = *mc::ZM[zone];
+  EXPECT_CODE(crAvecTrace, crSansTrace);
+  EXPECT_EQ(std::memcmp(&sansTrace, &avecTrace, sizeof(ZoneMemoire)), 0)
+      << "group " << sansTrace.OffsetGroupe << "/" << avecTrace.OffsetGroupe << ", field "
+      << sansTrace.OffsetChamp << "/" << avecTrace.OffsetChamp << ", counters "
+      << sansTrace.CompteurGroupe << "/" << avecTrace.CompteurGroupe << " "
+      << sansTrace.CompteurChamp << "/" << avecTrace.CompteurChamp << ", number "
+      << sansTrace.NumeroChamp << "/" << avecTrace.NumeroChamp;
+}
+
 using Robustness = ZoneTest;
 
 TEST_F(Robustness, RandomEditsMatchIndependentEncoding) {
@@ -161,6 +185,7 @@ TEST_F(Robustness, RandomEditsMatchIndependentEncoding) {
     }
     const Bytes final_octets = donnees(zone);
     EXPECT_EQ(MC_usControlerSyntaxeZoneMemoire(zone) == 0, bien_forme(final_octets));
+    controle_identique(zone);
     uint32_t taille = 0;
     unsigned char* buffer = nullptr;
     MC_pucLireBuffer(zone, &taille, &buffer);
@@ -276,6 +301,7 @@ TEST_F(Robustness, CorruptedZonesAreWalkedInsideTheirData) {
       externe(tampon.get());
       if (marge == 0) {
         EXPECT_EQ(MC_usControlerSyntaxeZoneMemoire(zone) == 0, bien_forme(octets));
+        controle_identique(zone);
       }
       exercer(zone, taille);
       EXPECT_LE(z(zone).TailleDonnees, tailleBuffer);
