@@ -223,6 +223,10 @@ extern "C" MC_API uint16_t MC_usAvancerGroupeSuivant(uint16_t usZone, uint16_t u
   if (usCr != MC_CR_OK) {
     return usCr;
   }
+  if (usNombre <= 1) {
+    MC_TRACE(mc::kModule, mc::kTrcZone, MC_TRACE_ENTREE, "MC_usAvancergroupeSuivant");
+    return mc::avancer_un_groupe(*pZone, ulParcoursChamps != 0, pusIdentifiant);
+  }
   return mc::avancer_groupe(*pZone, usNombre, ulParcoursChamps != 0, pusIdentifiant);
 }
 
@@ -234,6 +238,9 @@ extern "C" MC_API uint16_t MC_usAvancerChampSuivant(uint16_t usZone, uint16_t us
   const uint16_t usCr = mc::zone_structuree(usZone, &pZone);
   if (usCr != MC_CR_OK) {
     return usCr;
+  }
+  if (usNombre <= 1) {
+    return mc::avancer_champ_1(*pZone, pusNumero, ppucDonnees, pulLongueur);
   }
   return mc::avancer_champ(*pZone, usNombre, pusNumero, ppucDonnees, pulLongueur);
 }

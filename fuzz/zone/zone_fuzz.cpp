@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "mc.h"
+#include "zone/mczone.h"
 
 namespace {
 
@@ -57,6 +58,22 @@ void parcourir(uint16_t zone, const Reglage& r, uint32_t taille) {
   }
 }
 
+// The syntax control leaves the same code and cursor with tracing on (the walk that traces each
+// step) as with tracing off (one pass over the lengths).
+void comparer_controles(uint16_t zone) {
+  MC_usAvancerGroupeSuivant(zone, 1, 0, nullptr);
+  const uint16_t crSansTrace = MC_usControlerSyntaxeZoneMemoire(zone);
+  const ZoneMemoire sansTrace = *mc::ZM[zone];
+  MC_usActiverTrace("/dev/null", "w", 1, 1, 2);
+  MC_usActiverTrace("/dev/null", "w", 1, 3, 2);
+  MC_usAvancerGroupeSuivant(zone, 1, 0, nullptr);
+  const uint16_t crAvecTrace = MC_usControlerSyntaxeZoneMemoire(zone);
+  MC_usActiverTrace("/dev/null", "w", 1, 1, 0);
+  if (crSansTrace != crAvecTrace || std::memcmp(&sansTrace, mc::ZM[zone], sizeof sansTrace) != 0) {
+    std::abort();
+  }
+}
+
 void editer(uint16_t zone) {
   static const unsigned char octets[300] = {};
   unsigned char* p = nullptr;
@@ -94,6 +111,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   uint16_t zone = 0;
   if (MC_usInitialiserZoneMemoireNonPlein(tampon, tailleBuffer, taille, &zone, 1) == MC_CR_OK) {
+    if ((reglage & 0x80u) != 0) {
+      comparer_controles(zone);
+    }
     parcourir(zone, r, taille + 2);
     editer(zone);
     MC_usLibererZoneMemoire(zone);
