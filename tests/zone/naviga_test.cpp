@@ -241,6 +241,19 @@ TEST_F(Cursor, ReadNextGroupCountsOccurrences) {
   }
 }
 
+TEST_F(Cursor, ReadNextGroupOfIdentifierZeroEndsAtStartWithOccurrenceZero) {
+  // Identifier 0 is found at once without moving: the occurrence count runs round to 0.
+  const uint16_t zone = envelopper(hex("00 01 01 00 00 00 01 00"));
+  ASSERT_CODE(0, MC_usAvancerGroupeSuivant(zone, 1, 0, nullptr));
+  uint16_t id = 9;
+  uint16_t occurrence = 9;
+  EXPECT_CODE(0, MC_usLireGroupeSuivant(zone, 0, &id, &occurrence));
+  EXPECT_EQ(id, 0);
+  EXPECT_EQ(occurrence, 0);
+  EXPECT_EQ(z(zone).TailleEnteteGroupe, 0u);
+  EXPECT_EQ(z(zone).CompteurGroupe, 0);
+}
+
 TEST_F(Cursor, KeptPositionToEndTraceEndsWithEmptyExitLine) {
   TraceCapture trace({{1, 3, 2}});
   EXPECT_CODE(0, MC_usPositionnerFin(zone_, 0));
