@@ -130,6 +130,152 @@ MC_API uint16_t MC_usCreerNomCompletFichier(const char *pcRepertoire, const char
 
 /* ==== zone ==== */
 
+/* A zone descriptor. Structured zones hold groups (2-byte identifier, coded length, fields) of
+ * fields (coded length, data); the cursor fields, from OffsetChamp to CompteurChamp, all 0 put
+ * the cursor at the start. Raw zones are plain bytes. */
+typedef struct ZoneMemoire {
+  unsigned char *Buffer;        /* the zone's bytes */
+  uint32_t TailleBuffer;        /* bytes available in Buffer */
+  uint32_t TailleDonnees;       /* bytes of Buffer that hold data, from offset 0 */
+  uint32_t Structuree;          /* non-zero: groups and fields with a cursor; zero: raw bytes */
+  uint32_t OffsetChamp;         /* offset of the current field's length bytes */
+  uint32_t OffsetGroupe;        /* offset of the current group's header */
+  uint32_t TailleLongueurChamp; /* size of the current field's coded length */
+  uint32_t LongueurChamp;       /* the current field's data length */
+  uint32_t LongueurGroupe;      /* the current group's body length */
+  uint32_t TailleEnteteGroupe;  /* size of the current group's header */
+  uint16_t IdentifiantGroupe;   /* the current group's identifier */
+  uint16_t NumeroChamp;         /* number of the current field in its group, from 1 */
+  uint16_t CompteurGroupe;      /* groups passed or added since the cursor went to the start */
+  uint16_t CompteurChamp;       /* fields passed or added since the cursor went to the start */
+} ZoneMemoire;
+
+/* Length coding and sizes. A length below 128 takes one byte; a longer one a byte 0x81..0x84
+ * and that many big-endian bytes (255, 65535 and 16777215 take the next size up). */
+
+/* Writes the coded length at offset in *ppucBuffer (no bound checked); the bytes written, 1 to 5. */
+MC_API uint32_t MC_stCoderLongueur(uint32_t ulLongueur, uint32_t ulOffset,
+                                   unsigned char **ppucBuffer);
+/* Writes a group header (identifier high byte first, coded length); the bytes written, 3 to 7. */
+MC_API uint32_t MC_stCoderEnteteGroupe(uint16_t usIdentifiant, uint32_t ulLongueur,
+                                       uint32_t ulOffset, unsigned char **ppucBuffer);
+/* Reads the length coded at offset, and its size in bytes, within ulTailleBuffer bytes.
+ * 0, 0xF810. */
+MC_API uint32_t MC_stDecoderLongueur(const unsigned char *pucBuffer, uint32_t ulTailleBuffer,
+                                     uint32_t ulOffset, uint32_t *pulLongueur,
+                                     uint32_t *pulNbOctets);
+/* Reads the group header at offset: identifier, body length, whole header size. 0, 0xF810. */
+MC_API uint16_t MC_usDecoderEnteteGroupe(const unsigned char *pucBuffer, uint32_t ulTailleBuffer,
+                                         uint32_t ulOffset, uint16_t *pusIdentifiant,
+                                         uint32_t *pulLongueur, uint32_t *pulNbOctets);
+/* Coded size of a length: 1 to 5. */
+MC_API uint32_t MC_stCalculerTailleLongueur(uint32_t ulLongueur);
+/* Size of a group header for a body of that length: 3 to 7. */
+MC_API uint32_t MC_stCalculerTailleEnteteGroupe(uint32_t ulLongueur);
+/* Whole size of a field of that many data bytes. */
+MC_API uint32_t MC_stCalculerTailleChamp(uint32_t ulLongueur);
+/* Whole size of a group whose body is that many bytes. */
+MC_API uint32_t MC_stCalculerTailleGroupe2(uint32_t ulLongueur);
+/* Whole size of a group of ulNombre fields whose data lengths (uint32_t each) follow. */
+MC_API uint32_t MC_stCalculerTailleGroupe1(uint32_t ulNombre, ...);
+/* Checks that the whole data of a structured zone is well-formed groups and fields; leaves the
+ * cursor where the walk ended. 0, 0xF807, 0xF810, 0xF811. */
+MC_API uint16_t MC_usControlerSyntaxeZoneMemoire(uint16_t usZone);
+
+/* Zone table: numbers 0 to 99. */
+
+/* True and the lowest free zone number stored; false when all 100 are taken. */
+MC_API int32_t MC_bRechercherZoneLibre(uint16_t *pusZone);
+/* A new zone of ulTaille bytes (at least 1), cleared, structured when the flag is non-zero.
+ * 0, 0xF801, 0xF802 (null number pointer). */
+MC_API uint16_t MC_usCreerZoneMemoire(uint32_t ulTaille, uint32_t ulStructuree, uint16_t *pusZone);
+/* A zone over the caller's buffer, full of data (not copied). 0, 0xF801, 0xF802. */
+MC_API uint16_t MC_usInitialiserZoneMemoire(unsigned char *pucBuffer, uint32_t ulTaille,
+                                            uint16_t *pusZone, uint32_t ulStructuree);
+/* A zone over the caller's buffer holding ulTailleDonnees bytes of data; a data length above
+ * ulTaille is refused. 0, 0xF801, 0xF802. */
+MC_API uint16_t MC_usInitialiserZoneMemoireNonPlein(unsigned char *pucBuffer, uint32_t ulTaille,
+                                                    uint32_t ulTailleDonnees, uint16_t *pusZone,
+                                                    uint32_t ulStructuree);
+/* Frees the descriptor and the number; never the buffer (take it with MC_pucLireBuffer).
+ * 0, 0xF807. */
+MC_API uint16_t MC_usLibererZoneMemoire(uint16_t usZone);
+/* Moves the data into a new buffer of ulTaille bytes, not below the allocated size, and frees
+ * the old buffer. 0, 0xF801, 0xF807. */
+MC_API uint16_t MC_usRedimensionner(uint16_t usZone, uint32_t ulTaille);
+/* Stores the data length and the buffer address of a zone of either kind. 0, 0xF802, 0xF807. */
+MC_API uint16_t MC_pucLireBuffer(uint16_t usZone, uint32_t *pulTaille, unsigned char **ppucBuffer);
+/* Raw zones: copies ulLongueur bytes from ulPosition to *ppucDestination, within the allocated
+ * size. 0, 0xF802, 0xF804, 0xF807, 0xF811. */
+MC_API uint16_t MC_usLireZoneMemoire(uint16_t usZone, uint32_t ulPosition,
+                                     unsigned char **ppucDestination, uint32_t ulLongueur);
+/* Raw zones: copies ulLongueur bytes in at ulPosition, within the allocated size; the data
+ * length grows to cover them. 0, 0xF802, 0xF804, 0xF807, 0xF811. */
+MC_API uint16_t MC_usEcrireZoneMemoire(uint16_t usZone, uint32_t ulPosition,
+                                       const unsigned char *pucSource, uint32_t ulLongueur);
+
+/* Cursor and search, structured zones only: every function gives 0xF807 for a number above 99
+ * or unused and 0xF811 for a raw zone. Data addresses point into the zone's buffer. */
+
+/* Puts the cursor at the start, before the first group; counters back to 0. 0. */
+MC_API uint16_t MC_usPositionnerDebut(uint16_t usZone);
+/* Puts the cursor on the last field of the last group. 0 whatever ends the walk. */
+MC_API uint16_t MC_usPositionnerFin(uint16_t usZone, uint32_t ulParcoursChamps);
+/* True when no group follows the current one. 0, 0xF802. */
+MC_API uint16_t MC_usFinZone(uint16_t usZone, uint32_t *pulFin);
+/* True when the current field ends at the end of the data. 0, 0xF802. */
+MC_API uint16_t MC_usFinDonnees(uint16_t usZone, uint32_t *pulFin);
+/* True when no field follows the current one in its group. 0, 0xF802. */
+MC_API uint16_t MC_usFinGroupe(uint16_t usZone, uint32_t *pulFin);
+/* Advances usNombre groups (0 acts as 1), counting the fields passed when the flag is set;
+ * stores the identifier. 0, 0xF805, 0xF810. */
+MC_API uint16_t MC_usAvancerGroupeSuivant(uint16_t usZone, uint16_t usNombre,
+                                          uint32_t ulParcoursChamps, uint16_t *pusIdentifiant);
+/* Advances usNombre fields (0 acts as 1) in the current group; stores the field number, the
+ * data address and the length. 0, 0xF805, 0xF810. */
+MC_API uint16_t MC_usAvancerChampSuivant(uint16_t usZone, uint16_t usNombre, uint16_t *pusNumero,
+                                         unsigned char **ppucDonnees, uint32_t *pulLongueur);
+/* From the start, the usOccurrence-th group of that identifier. 0, 0xF802, 0xF805 (absent),
+ * 0xF806 (fewer occurrences), 0xF810. */
+MC_API uint16_t MC_usRechercherGroupe(uint16_t usZone, uint16_t usIdentifiant,
+                                      uint16_t usOccurrence, uint32_t ulParcoursChamps);
+/* The same search from after the current group, without trace. 0, 0xF805, 0xF806, 0xF810. */
+MC_API uint16_t MC_usRechercherGroupeSuivant(uint16_t usZone, uint16_t usIdentifiant,
+                                             uint16_t usOccurrence, uint32_t ulParcoursChamps);
+/* Field usNumero of the usOccurrenceGroupe-th group of that identifier: its data address and
+ * length. 0, 0xF802, 0xF805, 0xF806, 0xF810. */
+MC_API uint16_t MC_usRechercherChamp(uint16_t usZone, uint16_t usIdentifiant,
+                                     uint16_t usOccurrenceGroupe, uint16_t usNumero,
+                                     uint32_t ulParcoursChamps, unsigned char **ppucDonnees,
+                                     uint32_t *pulLongueur);
+/* Moves onto the next group; stores its identifier and which occurrence of it it is (0 from
+ * the start, cursor unmoved). 0, 0xF805, 0xF810. */
+MC_API uint16_t MC_usLireGroupeSuivant(uint16_t usZone, uint32_t ulParcoursChamps,
+                                       uint16_t *pusIdentifiant, uint16_t *pusOccurrence);
+/* Groups passed or added since the start. 0, 0xF802. */
+MC_API uint16_t MC_usLireCompteurGroupe(uint16_t usZone, uint16_t *pusCompteur);
+/* Fields passed or added since the start. 0, 0xF802. */
+MC_API uint16_t MC_usLireCompteurChamp(uint16_t usZone, uint16_t *pusCompteur);
+
+/* Editing at the cursor, structured zones only (0xF807, 0xF811 as above). The buffer never
+ * grows by itself: an edit that does not fit gives 0xF804 and changes nothing. */
+
+/* Inserts an empty group after the current one; the cursor on it. 0, 0xF804, 0xF810. */
+MC_API uint16_t MC_usAjouterGroupe(uint16_t usZone, uint16_t usIdentifiant);
+/* Inserts a field after the current field of the current group; the cursor on it.
+ * 0, 0xF802, 0xF804, 0xF805 (no group, or identifier 0), 0xF810. */
+MC_API uint16_t MC_usAjouterChamp(uint16_t usZone, const unsigned char *pucDonnees,
+                                  uint32_t ulLongueur);
+/* Writes ulLongueur bytes into the current field from ulPosition, lengthening it when the flag
+ * allows. 0, 0xF802, 0xF804, 0xF805 (no current field), 0xF810, 0xFFFE. */
+MC_API uint16_t MC_usModifierChamp(uint16_t usZone, const unsigned char *pucDonnees,
+                                   uint32_t ulPosition, uint32_t ulLongueur,
+                                   uint32_t ulAgrandissement);
+/* Stores the address of ulLongueur bytes of the current field from ulPosition (no copy).
+ * 0, 0xF802, 0xF805 (no current field), 0xF810, 0xFFFE. */
+MC_API uint16_t MC_usExtraireChamp(uint16_t usZone, unsigned char **ppucDonnees,
+                                   uint32_t ulPosition, uint32_t ulLongueur);
+
 /* ==== end zone ==== */
 
 
