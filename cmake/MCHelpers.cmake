@@ -36,17 +36,23 @@ function(mc_generate_version_script map_file names_file)
   configure_file("${names_file}.tmp" "${names_file}" COPYONLY)
 endfunction()
 
-# mc_add_test(name SOURCES ...): a GoogleTest program linked with the internal library,
-# the build-tree configuration directory and the test support library.
+# mc_add_test(name SOURCES ... [RESOURCE_LOCK lock]): a GoogleTest program linked with the
+# internal library, the build-tree configuration directory and the test support library.
+# RESOURCE_LOCK keeps its tests from running beside other tests holding the same lock
+# (mc_config_dir: tests that write files of the shared configuration directory).
 function(mc_add_test name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(ARG "" "RESOURCE_LOCK" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE mc_test_support mc_core_test GTest::gtest_main ${ARG_LIBRARIES})
   target_compile_options(${name} PRIVATE ${MC_WARNINGS})
+  set(lock)
+  if(ARG_RESOURCE_LOCK)
+    set(lock RESOURCE_LOCK "${ARG_RESOURCE_LOCK}")
+  endif()
   gtest_discover_tests(${name}
     WORKING_DIRECTORY "${CMAKE_BINARY_DIR}"
     DISCOVERY_TIMEOUT 60
-    PROPERTIES ENVIRONMENT "MC_TEST_ROOT=${PROJECT_SOURCE_DIR}")
+    PROPERTIES ENVIRONMENT "MC_TEST_ROOT=${PROJECT_SOURCE_DIR}" ${lock})
 endfunction()
 
 # mc_add_bench(name SOURCES ...): a Google Benchmark program.

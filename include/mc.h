@@ -282,6 +282,131 @@ MC_API uint16_t MC_usExtraireChamp(uint16_t usZone, unsigned char **ppucDonnees,
 
 /* ==== tablefile ==== */
 
+/* Binary table files: a text header, then named tables of big-endian typed values, protected by a
+ * CRC16 in the first four bytes (control type 1), by a 128-byte signature at the end (control
+ * type 2) or not at all (any other type). Up to 100 files are open at once, known by their binary
+ * file number 1..100. Every operation below that takes a number first looks its slot up and
+ * returns 0xF807 for 0, a number above 100 or a slot not in use. */
+
+#define MC_CONTROLE_CRC16     1u /* control type: CRC16 in the first four bytes */
+#define MC_CONTROLE_SIGNATURE 2u /* control type: RSA signature in the last 128 bytes */
+#define MC_NB_FICHIERS_BINAIRES 100u
+#define MC_LG_COMMENTAIRE     200u /* comment characters an EnteteFichierBinaire holds */
+
+/* The file header in memory: each text field followed by a NUL, at fixed places (offsets 0, 13,
+ * 18, 24, 33, 38, 44, 55); 256 bytes in all. The writer takes the version numbers and the text
+ * fields byte for byte as they stand, the file name up to 12 characters padded with spaces, and
+ * the comment up to its NUL (MC_LG_COMMENTAIRE characters at most). The reader strips the
+ * trailing spaces of the name and keeps the first MC_LG_COMMENTAIRE characters of a longer
+ * comment. */
+typedef struct EnteteFichierBinaire {
+  char szNomFichier[13];     /* file name, 12 characters */
+  char szVersion[5];         /* first version number, 4 digits (the file's version) */
+  char szTexte5[6];          /* 5-character field */
+  char szTexte8[9];          /* 8-character field */
+  char szVersionRequise[5];  /* second version number, 4 digits (library version required) */
+  char szTexte5b[6];         /* second 5-character field */
+  char szTexte10[11];        /* 10-character field */
+  char szCommentaire[MC_LG_COMMENTAIRE + 1]; /* comment, up to the CR on disk */
+} EnteteFichierBinaire;
+
+/* A table header in memory, packed: 26 bytes (name at 0, sizes at 11, 15, 19, counts at 23..25).
+ * The writer uses the name (its first 10 bytes as they stand) and the record count only. */
+#pragma pack(push, 1)
+typedef struct EnteteTable {
+  char szNomTable[11];               /* table name, 10 characters, trailing spaces stripped */
+  uint32_t ulTailleDonnees;          /* bytes of table data after the header */
+  uint32_t ulNombreEnregistrements;  /* record count */
+  uint32_t ulReserve;                /* reserved word, written as 0 */
+  uint8_t ucNombreDescripteurs1;     /* entries of the first descriptor list (5 bytes each) */
+  uint8_t ucNombreDescripteurs2;     /* entries of the second descriptor list */
+  uint8_t ucReserve;                 /* reserved byte */
+} EnteteTable;
+#pragma pack(pop)
+
+/* Opens pcRepertoire/pcNomFichier for reading, reads its header into *psEntete, checks that the
+ * header names the same file and, by control type, its CRC16 or signature. Set *pusNum to 0
+ * before the call. A failure after the file was opened (0xF640, 0xF660, 0xF630) leaves it open
+ * in its slot with its number returned: release it. 0, 0xF610, 0xF630, 0xF640, 0xF660, 0xF800,
+ * 0xF801, 0xF802, 0xF80A. */
+MC_API uint16_t MC_usInitialiserFichierBinaire(const char *pcRepertoire, const char *pcNomFichier,
+                                               uint16_t usTypeControle, uint16_t *pusNumFichierBinaire,
+                                               EnteteFichierBinaire *psEntete);
+/* Creates (or empties) pcRepertoire/pcNomFichier for writing and writes its header. Note the
+ * order: header before number. 0, 0xF610, 0xF800, 0xF801, 0xF802, 0xF80A. */
+MC_API uint16_t MC_usCreerFichierBinaire(const char *pcRepertoire, const char *pcNomFichier,
+                                         uint16_t usTypeControle, const EnteteFichierBinaire *psEntete,
+                                         uint16_t *pusNumFichierBinaire);
+/* Seals a written file (pending table size, then CRC16 or signature with the private key file
+ * pcFichierCle), closes the file and frees its slot. 0, 0xF610, 0xF807, 0xF811, 1. */
+MC_API uint16_t MC_usLibererFichierBinaire(uint16_t usNumFichierBinaire, const char *pcFichierCle);
+/* Length of the file in bytes. 0, 0xF610 (also for a bad number), 0xFFFF. */
+MC_API uint16_t MC_usLongueurFichierBinaire(uint16_t usNumFichierBinaire, uint32_t *pulLongueur);
+/* Moves the stream as fseek does (origin SEEK_SET, SEEK_CUR, SEEK_END). 0, 0xF610. */
+MC_API uint16_t MC_usPositionnerOffset(uint16_t usNumFichierBinaire, int32_t lPosition,
+                                       int32_t iOrigine);
+/* Current position of the stream. 0, 0xF610. */
+MC_API uint16_t MC_usLirePositionFichier(uint16_t usNumFichierBinaire, uint32_t *pulPosition);
+/* A new buffer (MC_Liberer it) of ulLongueur bytes read at lPosition; the stream's position is
+ * restored. The result is that of the move back, so check the buffer: null when it could not be
+ * allocated. 0, 0xF610, 0xF802. */
+MC_API uint16_t MC_usLireFichierBinaire(uint16_t usNumFichierBinaire, int32_t lPosition,
+                                        uint32_t ulLongueur, unsigned char **ppucBuffer);
+
+/* Reading, from the current position. 0xF640: the file ends first (the target is then left as
+ * it was for the integer readers) or the position cannot be taken. */
+/* The next table header; the stream then stands at its first record. 0, 0xF640, 0xF807. */
+MC_API uint16_t MC_usLireEnteteTable(uint16_t usNumFichierBinaire, EnteteTable *psEnteteTable);
+/* Searches the table named pcNomTable from the current position (a table boundary) to the end
+ * of the table area, then once from the first table back to the start. On success the stream
+ * stands at the table's first record. 0, 0xF640, 0xF802, 0xF805, 0xF807. */
+MC_API uint16_t MC_usRechercherTable(uint16_t usNumFichierBinaire, const char *pcNomTable,
+                                     EnteteTable *psEnteteTable);
+MC_API uint16_t MC_usLireUnsignedChar(uint16_t usNumFichierBinaire, uint8_t *pucValeur);
+MC_API uint16_t MC_usLireSignedChar(uint16_t usNumFichierBinaire, int8_t *pcValeur);
+MC_API uint16_t MC_usLireUnsignedShort(uint16_t usNumFichierBinaire, uint16_t *pusValeur);
+MC_API uint16_t MC_usLireSignedShort(uint16_t usNumFichierBinaire, int16_t *psValeur);
+MC_API uint16_t MC_usLireUnsignedLong(uint16_t usNumFichierBinaire, uint32_t *pulValeur);
+MC_API uint16_t MC_usLireSignedLong(uint16_t usNumFichierBinaire, int32_t *plValeur);
+/* A packed-decimal double (about 14 significant digits). */
+MC_API uint16_t MC_usLireDouble(uint16_t usNumFichierBinaire, double *pdValeur);
+/* A 16-bit component, then two 8-bit ones. */
+MC_API uint16_t MC_usLireDate(uint16_t usNumFichierBinaire, uint16_t *pusValeur1, uint8_t *pucValeur2,
+                              uint8_t *pucValeur3);
+/* ulLongueur raw bytes, nothing added or stripped. */
+MC_API uint16_t MC_usLireChampFixe(uint16_t usNumFichierBinaire, void *pvBuffer, uint32_t ulLongueur);
+/* A new NUL-terminated text (MC_Liberer it), handed over even when its characters could not all
+ * be read. 0, 0xF640, 0xF801, 0xF802 (length coded on more than 4 bytes). */
+MC_API uint16_t MC_usLireChaineVariable(uint16_t usNumFichierBinaire, char **ppcTexte);
+/* ulNombre 16-bit units as they lie on disk (in the writer's memory order). */
+MC_API uint16_t MC_usLireChampUnicodeFixe(uint16_t usNumFichierBinaire, uint16_t *pusBuffer,
+                                          uint32_t ulNombre);
+
+/* Writing, at the end of a file made by MC_usCreerFichierBinaire; 0xF811 on any other file
+ * (except MC_usEcrireDouble, which writes into any open file), 0xF610 when the write fails. */
+/* A table header (name and record count used); its data size is written later. */
+MC_API uint16_t MC_usEcrireEnteteTable(uint16_t usNumFichierBinaire, const EnteteTable *psEnteteTable);
+/* Patches the data size of the table being written. 0, 0xF610, 0xF807, 0xF811. */
+MC_API uint16_t MC_usEcrireTaille(uint16_t usNumFichierBinaire);
+MC_API uint16_t MC_usEcrireUnsignedChar(uint16_t usNumFichierBinaire, uint8_t ucValeur);
+MC_API uint16_t MC_usEcrireSignedChar(uint16_t usNumFichierBinaire, int8_t cValeur);
+MC_API uint16_t MC_usEcrireUnsignedShort(uint16_t usNumFichierBinaire, uint16_t usValeur);
+MC_API uint16_t MC_usEcrireSignedShort(uint16_t usNumFichierBinaire, int16_t sValeur);
+MC_API uint16_t MC_usEcrireUnsignedLong(uint16_t usNumFichierBinaire, uint32_t ulValeur);
+MC_API uint16_t MC_usEcrireSignedLong(uint16_t usNumFichierBinaire, int32_t lValeur);
+/* Packed decimal; a value with more than 14 integer digits (or not finite) gives 0xF610 and
+ * writes nothing. */
+MC_API uint16_t MC_usEcrireDouble(uint16_t usNumFichierBinaire, double dValeur);
+MC_API uint16_t MC_usEcrireDate(uint16_t usNumFichierBinaire, uint16_t usValeur1, uint8_t ucValeur2,
+                                uint8_t ucValeur3);
+MC_API uint16_t MC_usEcrireChampFixe(uint16_t usNumFichierBinaire, const void *pvBuffer,
+                                     uint32_t ulLongueur);
+/* The length coding and the characters; a null text is written as the single byte 0. */
+MC_API uint16_t MC_usEcrireChaineVariable(uint16_t usNumFichierBinaire, const char *pcTexte);
+/* ulNombre 16-bit units as they lie in memory (not converted to big-endian). */
+MC_API uint16_t MC_usEcrireChampUnicodeFixe(uint16_t usNumFichierBinaire, const uint16_t *pusBuffer,
+                                            uint32_t ulNombre);
+
 /* ==== end tablefile ==== */
 
 
@@ -294,11 +419,135 @@ MC_API uint16_t MC_usExtraireChamp(uint16_t usZone, unsigned char **ppucDonnees,
 
 /* ==== dictionary ==== */
 
+/* One group of the dictionary (a row of TGROUPE): its fields are the entries usPremierChamp to
+ * usPremierChamp + usNbChamps - 1 of the field table, in zone order. */
+typedef struct MC_GroupeDictionnaire {
+  uint16_t usCodeGroupe;   /* code the group carries in a memory zone */
+  uint16_t usPremierChamp; /* index (from 0) of its first field in the field table */
+  uint16_t usNbChamps;     /* number of fields */
+} MC_GroupeDictionnaire;
+
+/* One field of the dictionary (a row of TCHAMP). A field is known by its rank in its group. */
+typedef struct MC_ChampDictionnaire {
+  int32_t lObligatoire;        /* 1: the field must carry a value; anything else: optional */
+  uint16_t usLongueurMin;      /* minimum length */
+  uint16_t usLongueurMax;      /* maximum length, 0 for none */
+  int8_t cType;                /* 'D' date, 'A' alphanumeric, 'L' alphabetic, 'N' numeric */
+  int32_t lInformation;        /* stored and handed out, never interpreted by the library */
+  uint16_t usPremiereValeur;   /* index (from 0) of its first allowed value in the value table */
+  uint16_t usNbValeurs;        /* number of allowed values; 0: any value */
+} MC_ChampDictionnaire;
+
+/* The field information record of MC_usDonnerInformationChamp: 17 bytes, no padding, values in
+ * the processor's byte order (offsets 0, 4, 6, 8, 9, 13, 15). */
+#if defined(__GNUC__) || defined(__clang__)
+#define MC_PACKED __attribute__((packed))
+#else
+#define MC_PACKED
+#endif
+typedef struct MC_PACKED MC_InformationChamp {
+  int32_t lObligatoire;
+  uint16_t usLongueurMin;
+  uint16_t usLongueurMax;
+  int8_t cType;
+  int32_t lInformation;
+  uint16_t usPremiereValeur;
+  uint16_t usNbValeurs;
+} MC_InformationChamp;
+
+/* The dictionary, loaded by the first MC_usInitLIB and freed by the last MC_usTermLIB: the group
+ * table, the field table and the value table (NUL-terminated strings), with their counts. The
+ * three g_ulInd* variables stay 0. */
+MC_API extern uint32_t g_ulNbTabGrp;
+MC_API extern MC_GroupeDictionnaire *g_stTabGrp;
+MC_API extern uint32_t g_ulNbTabChp;
+MC_API extern MC_ChampDictionnaire *g_stTabChp;
+MC_API extern uint32_t g_ulNbTabVal;
+MC_API extern char **g_cTabVal;
+MC_API extern uint32_t g_ulIndTabGrp;
+MC_API extern uint32_t g_ulIndTabChp;
+MC_API extern uint32_t g_ulIndTabVal;
+
+/* A new array of the group codes in table order (MC_Liberer it) and their number.
+ * 0; 0xF801 when ppusGroupes is null or memory is short. */
+MC_API uint16_t MC_usDonnerListeGroupes(uint16_t **ppusGroupes, uint16_t *pusNbGroupes);
+/* A new array of the 17-byte records of the group's fields (MC_Liberer it) and their number.
+ * 0; 0xF805 group absent (or its fields outside the field table); 0xF801 ppsInfos null. */
+MC_API uint16_t MC_usDonnerInformationChamp(uint16_t usCodeGroupe, MC_InformationChamp **ppsInfos,
+                                            uint16_t *pusNbChamps);
+/* A new copy of value usNumValeur (from 1) of field usNumChamp (from 1) of the group
+ * (MC_Liberer it); the numbers are not checked against the group's counts.
+ * 0; 0xF805 group absent or value outside the tables; 0xF801 ppcValeur null. */
+MC_API uint16_t MC_usDonnerChampValeur(uint16_t usCodeGroupe, uint8_t ucNumChamp,
+                                       uint8_t ucNumValeur, char **ppcValeur);
+
 /* ==== end dictionary ==== */
 
 
 
 /* ==== config ==== */
+
+/* INI files. A file name without any "/" is taken in the configuration directory
+ * ("/usr/local/norba/etc"); a name with a "/" is used as it is. The reader never fails: a
+ * missing file, section or key leaves the default. Section and key names are compared without
+ * case and without trimming; names of one character never match. */
+
+/* Copies the value of key in section into buffer (at most size characters and a zero, so the
+ * buffer needs size+1 bytes), or the default when absent. Length of the text in the buffer. */
+MC_API int32_t GetIniString(const char *section, const char *key, const char *defaultValue,
+                            char *buffer, int32_t size, const char *fileName);
+/* The value of key in section as a decimal integer (atoi rules), or defaultValue when absent. */
+MC_API int32_t GetIniInt(const char *section, const char *key, int32_t defaultValue,
+                         const char *fileName);
+/* Sets key in section to value, rewriting the file. 1 written, 0 not written. */
+MC_API int32_t WriteIniString(const char *section, const char *key, const char *value,
+                              const char *fileName);
+
+/* The value of pcCle in pcSection of pcFichier into pcTampon (ulTaille characters at most and a
+ * zero), the empty text when absent. Length of the text; 0 and the buffer untouched when the
+ * section, the key or the buffer is missing or the size is 0. */
+MC_API uint32_t MC_ulLireChaineIni(const char *pcSection, const char *pcCle, char *pcTampon,
+                                   uint32_t ulTaille, const char *pcFichier);
+/* The value as a decimal integer, -1 when absent. */
+MC_API int32_t MC_lLireLongIni(const char *pcSection, const char *pcCle, const char *pcFichier);
+/* Writes pcCle=pcValeur into pcSection of pcFichier. 1 written, 0 not written. */
+MC_API int32_t MC_bEcrireChaineIni(const char *pcSection, const char *pcCle, const char *pcValeur,
+                                   const char *pcFichier);
+/* The same three on the suite's configuration file "norba.ini". */
+MC_API uint32_t MC_ulLireChaineNorba(const char *pcSection, const char *pcCle, char *pcTampon,
+                                     uint32_t ulTaille);
+MC_API int32_t MC_lLireLongNorba(const char *pcSection, const char *pcCle);
+MC_API int32_t MC_bEcrireChaineNorba(const char *pcSection, const char *pcCle,
+                                     const char *pcValeur);
+
+/* start-up, shut-down, versions */
+
+/* Declared for the clients; the library never sets them and keeps its directories itself. */
+MC_API extern char *pcRepertoireTravail;
+MC_API extern char *pcRepertoireTables;
+
+/* The first call of the process reads norba.ini, loads the dictionary from tablebin.tbx, writes
+ * the version files 92.adm and 93.adm and hands out two new 5-byte texts: the library's version
+ * and the table file's (MC_Liberer them). Later calls only count.
+ * 0; 0xFFFB, 0xF680, 0xF620, 0xF640, the file and reader codes; 0xF6F1 no working directory;
+ * a version file's code (the library is initialised nevertheless). */
+MC_API uint16_t MC_usInitLIB(char **ppcVersionMC, char **ppcVersionFichier);
+/* The work of MC_usInitLIB, which only traces and calls it. */
+MC_API uint16_t MC_usIAInitialisation(char **ppcVersionMC, char **ppcVersionFichier);
+/* Counts one client out; the last one frees the dictionary. Always 0. */
+MC_API uint16_t MC_usTermLIB(void);
+
+/* A new 256-byte buffer holding the working directory (MC_Liberer it), handed out even when the
+ * configuration has none. 0; 0xF6F1 no working directory; 0xFFFB no memory; 0xF802 null. */
+MC_API uint16_t MC_usDonnerRepertoireTravail(char **ppcRepertoire);
+/* Writes the whole text pcVersion into "<component>.adm" in the working directory (ulLongueur
+ * is not used). 0; 0xF6F1, 0xFFFB, 0xF6F2 file not created, 0xF610 close failed, 0xF802. */
+MC_API uint16_t MC_usEcrireVersionComposant(uint8_t ucComposant, const char *pcVersion,
+                                            uint32_t ulLongueur);
+/* A new buffer with the bytes of "<component>.adm" (no terminating zero; MC_Liberer it) and
+ * their number. 0; 0xF6F1, 0xFFFB, 0xF610 file absent or unreadable, 0xF801. */
+MC_API uint16_t MC_usLireVersionComposant(uint8_t ucComposant, char **ppcContenu,
+                                          uint32_t *pulLongueur);
 
 /* ==== end config ==== */
 

@@ -1,0 +1,25 @@
+// mctab.h -- internal side of the dictionary tables: the loaders and the freeing functions.
+#ifndef MC_DICTIONARY_MCTAB_H
+#define MC_DICTIONARY_MCTAB_H
+
+#include <cstdint>
+
+#include "mc.h"
+
+// Loaders: the file stands on the first row of the table. Fill the table with ulNbLignes rows
+// (the second argument is not used). 0; 0xF801; the OR of the failing row's reader codes.
+uint16_t usInitTabGroupe(uint16_t usNumFichierBinaire, uint32_t ulInutilise, uint32_t ulNbLignes);
+uint16_t usInitTabChamp(uint16_t usNumFichierBinaire, uint32_t ulInutilise, uint32_t ulNbLignes);
+uint16_t usInitTabValeur(uint16_t usNumFichierBinaire, uint32_t ulInutilise, uint32_t ulNbLignes);
+
+// Give a table back: 0 when freed, 1 when it was not loaded. The value strings stay allocated.
+uint16_t usSupprTabGroupe();
+uint16_t usSupprTabChamp();
+uint16_t usSupprTabValeur();
+
+namespace mc::testing {
+// Empties the three tables (the value strings too) and sets the counts back to 0.
+void reset_dictionnaire();
+}  // namespace mc::testing
+
+#endif  // MC_DICTIONARY_MCTAB_H

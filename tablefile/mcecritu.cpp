@@ -1,0 +1,411 @@
+// mcecritu.cpp -- writing a binary table file: the file header, table headers and their data
+// sizes, the typed values, and the packed-decimal doubles.
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include "common/mcbytes.h"
+#include "runtime/mctrace.h"
+#include "tablefile/mcfichie.h"
+
+namespace mc {
+namespace {
+
+constexpr size_t kChiffresDouble = 14;  // digit positions of a packed double
+constexpr uint8_t kDemiPoint = 0xF;     // the decimal point's half-byte
+
+bool en_ecriture(const FichierBinaire* ps) { return ps->usEcriture == 1 && ps->usLecture == 0; }
+
+// Slot lookup and write-mode check of the plain value writers. 0, 0xF807, 0xF811.
+uint16_t fichier_en_ecriture(uint16_t usNum, FichierBinaire** pps) {
+  const uint16_t usCr = usRechercherFichier(usNum, pps);
+  if (usCr != MC_CR_OK) {
+    return usCr;
+  }
+  return en_ecriture(*pps) ? MC_CR_OK : MC_ERR_TYPE;
+}
+
+// One value's bytes in one call. 0, 0xF610.
+uint16_t ecrire(FILE* pFichier, const uint8_t* puc, size_t n) {
+  return fwrite(puc, 1, n, pFichier) == n ? MC_CR_OK : MC_ERR_FICHIER;
+}
+
+// An integer of n big-endian bytes; the counter grows by n whether or not the write works.
+uint16_t ecrire_entier(uint16_t usNum, uint32_t ulValeur, size_t n) {
+  FichierBinaire* ps = nullptr;
+  const uint16_t usCr = fichier_en_ecriture(usNum, &ps);
+  if (usCr != MC_CR_OK) {
+    return usCr;
+  }
+  uint8_t auc[4];
+  for (size_t i = 0; i < n; ++i) {
+    auc[i] = static_cast<uint8_t>(ulValeur >> (8 * (n - 1 - i)));
+  }
+  ps->ulCompteurOctets += static_cast<uint32_t>(n);
+  return ecrire(ps->pFichier, auc, n);
+}
+
+uint8_t demi_octet(char c) {
+  if (c >= '0' && c <= '9') {
+    return static_cast<uint8_t>(c - '0');
+  }
+  return kDemiPoint;
+}
+
+}  // namespace
+
+bool coder_double(double dValeur, uint8_t pucOctets[8]) {
+  if (!std::isfinite(dValeur)) {
+    return false;
+  }
+  int iChiffres = 1;
+  if (dValeur != 0.0) {
+    const double dExposant = std::floor(std::log10(std::fabs(dValeur)));
+    if (dExposant >= static_cast<double>(kChiffresDouble)) {
+      return false;
+    }
+    if (dExposant >= 0.0) {
+      iChiffres = static_cast<int>(dExposant) + 1;
+    }
+  }
+  char acTexte[64];
+  const int iLongueur =
+      snprintf(acTexte, sizeof acTexte - 1, "%.*f", static_cast<int>(kChiffresDouble) - iChiffres, dValeur);
+  if (iLongueur < 0 || static_cast<size_t>(iLongueur) >= sizeof acTexte - 1) {
+    return false;
+  }
+  if (iChiffres == static_cast<int>(kChiffresDouble)) {
+    acTexte[iLongueur] = '.';
+    acTexte[iLongueur + 1] = '\0';
+  }
+  const char* pc = acTexte;
+  const bool bNegatif = *pc == '-';
+  if (bNegatif) {
+    ++pc;
+  }
+  // The text always has fifteen characters or more; a shorter one would be padded with zeros.
+  char acChiffres[1 + kChiffresDouble];
+  const size_t longueur = strlen(pc);
+  for (size_t i = 0; i < sizeof acChiffres; ++i) {
+    acChiffres[i] = i < longueur ? pc[i] : '0';
+  }
+  pucOctets[0] = static_cast<uint8_t>((bNegatif ? 0x10 : 0x00) | demi_octet(acChiffres[0]));
+  for (size_t i = 1; i < 8; ++i) {
+    pucOctets[i] = static_cast<uint8_t>((demi_octet(acChiffres[2 * i - 1]) << 4) |
+                                        demi_octet(acChiffres[2 * i]));
+  }
+  return true;
+}
+
+double decoder_double(const uint8_t pucOctets[8]) {
+  char acTexte[17];  // sign, first digit, fourteen half-bytes, NUL
+  size_t n = 0;
+  if (pucOctets[0] > 15) {
+    acTexte[n++] = '-';
+  }
+  acTexte[n++] = static_cast<char>('0' + (pucOctets[0] & 0x0F));
+  for (size_t i = 2; i < 16; ++i) {
+    const auto ucDemi = static_cast<uint8_t>((i % 2 == 0 ? pucOctets[i / 2] >> 4 : pucOctets[i / 2]) & 0x0F);
+    acTexte[n++] = ucDemi == kDemiPoint ? '.' : static_cast<char>('0' + ucDemi);
+  }
+  if (acTexte[n - 1] == '.') {
+    --n;
+  }
+  acTexte[n] = '\0';
+  return atof(acTexte);
+}
+
+size_t stCoderLongueur(uint32_t ulLongueur, unsigned char* pucBuffer) {
+  MC_TRACE(kModule, kTrcZone, MC_TRACE_ENTREE, "stCoderLongueur :  longueur = %u",
+           static_cast<unsigned>(ulLongueur));
+  size_t nbOctets = 1;
+  if (ulLongueur < 0x80) {
+    pucBuffer[0] = static_cast<unsigned char>(ulLongueur);
+  } else {
+    size_t nbLongueur = 1;
+    while (nbLongueur < 4 && (ulLongueur >> (8 * nbLongueur)) != 0) {
+      ++nbLongueur;
+    }
+    pucBuffer[0] = static_cast<unsigned char>(0x80 + nbLongueur);
+    for (size_t i = 0; i < nbLongueur; ++i) {
+      pucBuffer[1 + i] = static_cast<unsigned char>(ulLongueur >> (8 * (nbLongueur - 1 - i)));
+    }
+    nbOctets = 1 + nbLongueur;
+  }
+  if (g_fichierTrace != nullptr) {
+    char acTexte[6];
+    memcpy(acTexte, pucBuffer, nbOctets);
+    acTexte[nbOctets] = '\0';
+    MC_TRACE(kModule, kTrcZone, MC_TRACE_DETAIL, "buffer = %s", acTexte);
+  }
+  MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "stCoderLongueur :nbOctets = %u",
+           static_cast<unsigned>(nbOctets));
+  return nbOctets;
+}
+
+uint16_t usEcrireEnteteFichierBinaire(uint16_t usNumFichierBinaire, const EnteteFichierBinaire* psEntete) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "usEcrireEnteteFichierBinaire : usNumFichierBinaire = %d",
+           usNumFichierBinaire);
+  FichierBinaire* ps = nullptr;
+  uint16_t usCr = usRechercherFichier(usNumFichierBinaire, &ps);
+  if (usCr == MC_CR_OK && !en_ecriture(ps)) {
+    MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Le fichier n'est pas en ecriture");
+    usCr = MC_ERR_TYPE;
+  }
+  if (usCr == MC_CR_OK && psEntete == nullptr) {
+    usCr = MC_ERR_ARGUMENT;
+  }
+  if (usCr == MC_CR_OK && fseek(ps->pFichier, 0L, SEEK_SET) != 0) {
+    MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR,
+             "usRechercherFichier : probleme de positionnement en debut de fichier");
+    usCr = MC_ERR_FICHIER;
+  }
+  if (usCr == MC_CR_OK && fprintf(ps->pFichier, "%s ", kCRC16_FICTIF) < 0) {
+    MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "usRechercherFichier : probleme d'ecriture dans le fichier");
+    usCr = MC_ERR_FICHIER;
+  }
+  if (usCr == MC_CR_OK) {
+    // Name to comment in one block: the name padded to 12, the other fields byte for byte.
+    uint8_t aucEntete[55 + MC_LG_COMMENTAIRE + 3];
+    uint8_t* puc = aucEntete;
+    const size_t longueurNom = strnlen(psEntete->szNomFichier, 12);
+    memcpy(puc, psEntete->szNomFichier, longueurNom);
+    memset(puc + longueurNom, ' ', 12 - longueurNom);
+    puc += 12;
+    const auto champ = [&puc](const char* pc, size_t n) {
+      *puc++ = ' ';
+      memcpy(puc, pc, n);
+      puc += n;
+    };
+    champ(psEntete->szVersion, 4);
+    champ(psEntete->szTexte5, 5);
+    champ(psEntete->szTexte8, 8);
+    champ(psEntete->szVersionRequise, 4);
+    champ(psEntete->szTexte5b, 5);
+    champ(psEntete->szTexte10, 10);
+    champ(psEntete->szCommentaire, strnlen(psEntete->szCommentaire, MC_LG_COMMENTAIRE));
+    *puc++ = 0x0D;
+    *puc++ = 0x0A;
+    *puc++ = 0x1A;
+    usCr = ecrire(ps->pFichier, aucEntete, static_cast<size_t>(puc - aucEntete));
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "usEcrireEnteteFichierBinaire : Code retour = 0x%04x",
+           usCr);
+  return usCr;
+}
+
+}  // namespace mc
+
+using mc::FichierBinaire;
+using mc::kModule;
+using mc::kTrcTables;
+
+extern "C" MC_API uint16_t MC_usEcrireEnteteTable(uint16_t usNumFichierBinaire,
+                                                  const EnteteTable* psEnteteTable) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireEnteteTable : usNumFichierBinaire = %d",
+           usNumFichierBinaire);
+  FichierBinaire* ps = nullptr;
+  uint16_t usCr = mc::usRechercherFichier(usNumFichierBinaire, &ps);
+  if (usCr == MC_CR_OK && !mc::en_ecriture(ps)) {
+    MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Le fichier n'est pas en ecriture");
+    usCr = MC_ERR_TYPE;
+  }
+  if (usCr == MC_CR_OK && psEnteteTable == nullptr) {
+    usCr = MC_ERR_ARGUMENT;
+  }
+  if (usCr == MC_CR_OK) {
+    const long lPosition = ftell(ps->pFichier);
+    if (lPosition < 0 || lPosition > INT32_MAX - 10) {
+      usCr = MC_ERR_FICHIER;
+    } else {
+      // The name's first 10 bytes as they stand; the size, the reserved word and the three count
+      // bytes go out as 0, whatever the record holds.
+      uint8_t aucEntete[25] = {};
+      memcpy(aucEntete, psEnteteTable->szNomTable, 10);
+      mc::store_be32(aucEntete + 14, psEnteteTable->ulNombreEnregistrements);
+      mc::g_etatFichiers.lPositionTailleTable = static_cast<int32_t>(lPosition + 10);
+      usCr = mc::ecrire(ps->pFichier, aucEntete, sizeof aucEntete);
+    }
+  }
+  if (ps != nullptr) {
+    ps->ulCompteurOctets = 0;
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireEnteteTable : Code retour = 0x%04x", usCr);
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usEcrireTaille(uint16_t usNumFichierBinaire) {
+  // Kept: the entry line is the table header's.
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireEnteteTable : usNumFichierBinaire = %d",
+           usNumFichierBinaire);
+  FichierBinaire* ps = nullptr;
+  uint16_t usCr = mc::usRechercherFichier(usNumFichierBinaire, &ps);
+  if (usCr == MC_CR_OK) {
+    if (!mc::en_ecriture(ps)) {
+      MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Le fichier n'est pas en ecriture");
+      usCr = MC_ERR_TYPE;
+    } else if (mc::g_etatFichiers.lPositionTailleTable == 0) {
+      MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Pas d'entete de table de cree");
+      usCr = MC_ERR_TYPE;
+    } else if (fseek(ps->pFichier, mc::g_etatFichiers.lPositionTailleTable, SEEK_SET) != 0) {
+      MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Probleme de positionnement dans le fichier");
+      usCr = MC_ERR_FICHIER;
+    } else {
+      uint8_t auc[4];
+      mc::store_be32(auc, ps->ulCompteurOctets);
+      usCr = mc::ecrire(ps->pFichier, auc, sizeof auc);
+      if (usCr == MC_CR_OK) {
+        ps->ulCompteurOctets = 0;
+        mc::g_etatFichiers.lPositionTailleTable = 0;
+      }
+    }
+    if (fseek(ps->pFichier, 0L, SEEK_END) != 0) {
+      MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Probleme de positionnement dans le fichier");
+      usCr = MC_ERR_FICHIER;
+    }
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireTaille : Code retour = 0x%04x", usCr);
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usEcrireUnsignedChar(uint16_t usNumFichierBinaire, uint8_t ucValeur) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireUnsignedChar");
+  const uint16_t usCr = mc::ecrire_entier(usNumFichierBinaire, ucValeur, 1);
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireUnsignedChar");
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usEcrireSignedChar(uint16_t usNumFichierBinaire, int8_t cValeur) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireSignedChar");
+  const uint16_t usCr = mc::ecrire_entier(usNumFichierBinaire, static_cast<uint8_t>(cValeur), 1);
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireSignedChar");
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usEcrireUnsignedShort(uint16_t usNumFichierBinaire, uint16_t usValeur) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireUnsignedShort");
+  const uint16_t usCr = mc::ecrire_entier(usNumFichierBinaire, usValeur, 2);
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireUnsignedShort");
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usEcrireSignedShort(uint16_t usNumFichierBinaire, int16_t sValeur) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireSignedShort");
+  const uint16_t usCr = mc::ecrire_entier(usNumFichierBinaire, static_cast<uint16_t>(sValeur), 2);
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireSignedShort");
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usEcrireUnsignedLong(uint16_t usNumFichierBinaire, uint32_t ulValeur) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireUnsignedLong");
+  const uint16_t usCr = mc::ecrire_entier(usNumFichierBinaire, ulValeur, 4);
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireUnsignedLong");
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usEcrireSignedLong(uint16_t usNumFichierBinaire, int32_t lValeur) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireSignedLong");
+  const uint16_t usCr = mc::ecrire_entier(usNumFichierBinaire, static_cast<uint32_t>(lValeur), 4);
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireSignedLong");
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usEcrireDouble(uint16_t usNumFichierBinaire, double dValeur) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireDouble");
+  FichierBinaire* ps = nullptr;
+  // Kept: no write-mode check; a double goes into any open file.
+  uint16_t usCr = mc::usRechercherFichier(usNumFichierBinaire, &ps);
+  uint8_t auc[8];
+  if (usCr == MC_CR_OK && !mc::coder_double(dValeur, auc)) {
+    usCr = MC_ERR_FICHIER;
+  }
+  if (usCr == MC_CR_OK) {
+    ps->ulCompteurOctets += sizeof auc;
+    usCr = mc::ecrire(ps->pFichier, auc, sizeof auc);
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireDouble");
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usEcrireDate(uint16_t usNumFichierBinaire, uint16_t usValeur1,
+                                           uint8_t ucValeur2, uint8_t ucValeur3) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireDate");
+  FichierBinaire* ps = nullptr;
+  uint16_t usCr = mc::fichier_en_ecriture(usNumFichierBinaire, &ps);
+  if (usCr == MC_CR_OK) {
+    usCr = MC_usEcrireUnsignedShort(usNumFichierBinaire, usValeur1);
+  }
+  if (usCr == MC_CR_OK) {
+    usCr = MC_usEcrireUnsignedChar(usNumFichierBinaire, ucValeur2);
+  }
+  if (usCr == MC_CR_OK) {
+    usCr = MC_usEcrireUnsignedChar(usNumFichierBinaire, ucValeur3);
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireDate");
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usEcrireChampFixe(uint16_t usNumFichierBinaire, const void* pvBuffer,
+                                                uint32_t ulLongueur) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireChampFixe");
+  FichierBinaire* ps = nullptr;
+  uint16_t usCr = mc::fichier_en_ecriture(usNumFichierBinaire, &ps);
+  if (usCr == MC_CR_OK && pvBuffer == nullptr && ulLongueur != 0) {
+    usCr = MC_ERR_ARGUMENT;
+  }
+  if (usCr == MC_CR_OK && ulLongueur != 0) {
+    if (fwrite(pvBuffer, 1, ulLongueur, ps->pFichier) != ulLongueur) {
+      usCr = MC_ERR_FICHIER;
+    } else {
+      ps->ulCompteurOctets += ulLongueur;
+    }
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireChampFixe");
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usEcrireChampUnicodeFixe(uint16_t usNumFichierBinaire,
+                                                       const uint16_t* pusBuffer, uint32_t ulNombre) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireChampUnicodeFixe");
+  FichierBinaire* ps = nullptr;
+  uint16_t usCr = mc::fichier_en_ecriture(usNumFichierBinaire, &ps);
+  if (usCr == MC_CR_OK && pusBuffer == nullptr && ulNombre != 0) {
+    usCr = MC_ERR_ARGUMENT;
+  }
+  if (usCr == MC_CR_OK && ulNombre != 0) {
+    // Kept: the units go out as they lie in memory, not as big-endian integers.
+    if (fwrite(pusBuffer, sizeof(uint16_t), ulNombre, ps->pFichier) != ulNombre) {
+      usCr = MC_ERR_FICHIER;
+    } else {
+      ps->ulCompteurOctets += 2 * ulNombre;
+    }
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireChampUnicodeFixe");
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usEcrireChaineVariable(uint16_t usNumFichierBinaire, const char* pcTexte) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireChaineVariable");
+  uint16_t usCr = MC_CR_OK;
+  if (pcTexte == nullptr) {
+    // A missing text is written as an empty one.
+    const uint8_t ucZero = 0;
+    usCr = MC_usEcrireChampFixe(usNumFichierBinaire, &ucZero, 1);
+  } else {
+    const size_t longueur = strlen(pcTexte);
+    if (longueur > UINT32_MAX) {
+      usCr = MC_ERR_ARGUMENT;
+    } else {
+      unsigned char aucLongueur[5];
+      const size_t nbOctets = mc::stCoderLongueur(static_cast<uint32_t>(longueur), aucLongueur);
+      usCr = MC_usEcrireChampFixe(usNumFichierBinaire, aucLongueur, static_cast<uint32_t>(nbOctets));
+      if (usCr == MC_CR_OK) {
+        usCr = MC_usEcrireChampFixe(usNumFichierBinaire, pcTexte, static_cast<uint32_t>(longueur));
+      }
+    }
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireChaineVariable");
+  return usCr;
+}

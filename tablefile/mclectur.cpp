@@ -1,0 +1,459 @@
+// mclectur.cpp -- reading a binary table file: the file header, table headers one by one or by
+// name, and the typed values of the records.
+#include <sys/stat.h>
+
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include "common/mcbytes.h"
+#include "runtime/mctrace.h"
+#include "tablefile/mcfichie.h"
+
+namespace mc {
+namespace {
+
+// On-disk sizes.
+constexpr size_t kTailleEnteteFixe = 55;  // positions 5 to 59: name to the separator before the comment
+constexpr size_t kTailleEnteteTable = 25;
+constexpr uint32_t kTailleDescripteur = 5;
+// Above this many characters a variable string is checked against what the file still holds
+// before its block is taken, so a damaged length cannot ask for gigabytes.
+constexpr uint32_t kSeuilLongueurChaine = 64 * 1024;
+
+// Reads the n bytes of one value in one call, after the slot lookup and the position check.
+// 0, 0xF640, 0xF802 (no target), 0xF807.
+uint16_t lire_octets(uint16_t usNum, const void* pvCible, uint8_t* puc, size_t n,
+                     bool bErreurFlux = false) {
+  FichierBinaire* ps = nullptr;
+  const uint16_t usCr = usRechercherFichier(usNum, &ps);
+  if (usCr != MC_CR_OK) {
+    return usCr;
+  }
+  if (pvCible == nullptr) {
+    return MC_ERR_ARGUMENT;
+  }
+  if (ftell(ps->pFichier) < 0) {
+    return MC_ERR_FIN_FICHIER;
+  }
+  if (fread(puc, 1, n, ps->pFichier) != n || (bErreurFlux && ferror(ps->pFichier) != 0)) {
+    return MC_ERR_FIN_FICHIER;
+  }
+  return MC_CR_OK;
+}
+
+// Replaces the trailing spaces of a field of n characters by NULs, never before its first one.
+void retirer_blancs(char* pc, size_t n) {
+  for (size_t i = n; i > 0 && pc[i - 1] == ' '; --i) {
+    pc[i - 1] = '\0';
+  }
+}
+
+void copier_champ(char* pcCible, const uint8_t* puc, size_t n) {
+  memcpy(pcCible, puc, n);
+  pcCible[n] = '\0';
+}
+
+// A fixed field of ulLongueur bytes of which at most ulPlace go to the buffer; the shortfall is
+// reported against ulLongueur. Stores the number of bytes read.
+uint16_t lire_champ(uint16_t usNum, void* pvBuffer, uint32_t ulLongueur, uint32_t ulPlace,
+                    uint32_t* pulLus) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usLireChampFixe");
+  FichierBinaire* ps = nullptr;
+  *pulLus = 0;
+  uint16_t usCr = usRechercherFichier(usNum, &ps);
+  if (usCr == MC_CR_OK && pvBuffer == nullptr && ulLongueur != 0) {
+    usCr = MC_ERR_ARGUMENT;
+  }
+  if (usCr == MC_CR_OK && ulLongueur != 0) {
+    const size_t lus = fread(pvBuffer, 1, ulPlace < ulLongueur ? ulPlace : ulLongueur, ps->pFichier);
+    *pulLus = static_cast<uint32_t>(lus);
+    if (lus != ulLongueur) {
+      usCr = MC_ERR_FIN_FICHIER;
+      MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "MC_usLireChampFixe : Fin de fichier lu %d a liree %d usCr %d",
+               static_cast<int>(lus), static_cast<int>(ulLongueur), static_cast<int>(usCr));
+    }
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usLireChampFixe");
+  return usCr;
+}
+
+// Bytes left between the stream's position and the end of its file, or UINT32_MAX when unknown.
+uint32_t octets_restants(FILE* pFichier) {
+  struct stat st {};
+  const long lPosition = ftell(pFichier);
+  if (lPosition < 0 || fstat(fileno(pFichier), &st) != 0 || !S_ISREG(st.st_mode)) {
+    return UINT32_MAX;
+  }
+  if (st.st_size <= lPosition) {
+    return 0;
+  }
+  const auto restants = static_cast<unsigned long long>(st.st_size - lPosition);
+  return restants >= UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(restants);
+}
+
+}  // namespace
+
+uint16_t usLireCommentaire(uint16_t usNumFichierBinaire, char* pcBuffer, size_t ulTaille) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "usLireCommentaire");
+  FichierBinaire* ps = nullptr;
+  uint16_t usCr = usRechercherFichier(usNumFichierBinaire, &ps);
+  if (usCr == MC_CR_OK && (pcBuffer == nullptr || ulTaille == 0)) {
+    usCr = MC_ERR_ARGUMENT;
+  }
+  if (usCr == MC_CR_OK && ftell(ps->pFichier) < 0) {
+    usCr = MC_ERR_FIN_FICHIER;
+  }
+  if (usCr == MC_CR_OK) {
+    // The characters are kept while they are counted, which reads the same bytes as going back
+    // and reading the comment and its CR again.
+    FILE* pFichier = ps->pFichier;
+    size_t compte = 0;
+    int c = 0;
+    flockfile(pFichier);
+    while ((c = getc_unlocked(pFichier)) != EOF && c != '\r') {
+      if (compte + 1 < ulTaille) {
+        pcBuffer[compte] = static_cast<char>(c);
+      }
+      ++compte;
+    }
+    funlockfile(pFichier);
+    if (c == EOF) {
+      usCr = MC_ERR_FIN_FICHIER;
+    } else if (compte == 0) {
+      // Kept: an empty comment consumes the byte after its CR too, so the header misreads.
+      uint8_t ucSuivant = 0;
+      if (fread(&ucSuivant, 1, 1, pFichier) != 1) {
+        usCr = MC_ERR_FIN_FICHIER;
+      }
+    }
+    pcBuffer[compte < ulTaille ? compte : ulTaille - 1] = '\0';
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "usLireCommentaire");
+  return usCr;
+}
+
+uint16_t usLireEnteteFichierBinaire(uint16_t usNumFichierBinaire, EnteteFichierBinaire* psEntete) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "usLireEnteteFichierBinaire : usNumFichierBinaire = %d",
+           usNumFichierBinaire);
+  FichierBinaire* ps = nullptr;
+  uint16_t usCr = usRechercherFichier(usNumFichierBinaire, &ps);
+  if (usCr == MC_CR_OK && psEntete == nullptr) {
+    usCr = MC_ERR_ARGUMENT;
+  }
+  if (usCr == MC_CR_OK && fseek(ps->pFichier, 5L, SEEK_SET) != 0) {
+    MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR,
+             "usRechercherFichier : probleme de positionnement en debut de fichier");
+    usCr = MC_ERR_FICHIER;
+  }
+  if (usCr == MC_CR_OK) {
+    // The separators are read and ignored, whatever their value.
+    uint8_t aucEntete[kTailleEnteteFixe];
+    if (fread(aucEntete, 1, sizeof aucEntete, ps->pFichier) != sizeof aucEntete) {
+      usCr = MC_ERR_FIN_FICHIER;
+    } else {
+      copier_champ(psEntete->szNomFichier, aucEntete, 12);
+      retirer_blancs(psEntete->szNomFichier, 12);
+      copier_champ(psEntete->szVersion, aucEntete + 13, 4);
+      copier_champ(psEntete->szTexte5, aucEntete + 18, 5);
+      copier_champ(psEntete->szTexte8, aucEntete + 24, 8);
+      copier_champ(psEntete->szVersionRequise, aucEntete + 33, 4);
+      copier_champ(psEntete->szTexte5b, aucEntete + 38, 5);
+      copier_champ(psEntete->szTexte10, aucEntete + 44, 10);
+    }
+  }
+  if (usCr == MC_CR_OK) {
+    usCr = usLireCommentaire(usNumFichierBinaire, psEntete->szCommentaire,
+                             sizeof psEntete->szCommentaire);
+  }
+  if (usCr == MC_CR_OK && fseek(ps->pFichier, 2L, SEEK_CUR) != 0) {
+    MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "usLireEnteteFichierBinaire : en fin d'entete");
+    usCr = MC_ERR_FIN_FICHIER;
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "usLireEnteteFichierBinaire : Code retour = 0x%04x",
+           usCr);
+  return usCr;
+}
+
+}  // namespace mc
+
+using mc::FichierBinaire;
+using mc::kModule;
+using mc::kTrcTables;
+
+extern "C" MC_API uint16_t MC_usLireEnteteTable(uint16_t usNumFichierBinaire, EnteteTable* psEnteteTable) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usLireEnteteTable : usNumFichierBinaire = %d",
+           usNumFichierBinaire);
+  FichierBinaire* ps = nullptr;
+  uint16_t usCr = mc::usRechercherFichier(usNumFichierBinaire, &ps);
+  if (usCr == MC_CR_OK && psEnteteTable == nullptr) {
+    usCr = MC_ERR_ARGUMENT;
+  }
+  if (usCr == MC_CR_OK) {
+    uint8_t aucEntete[mc::kTailleEnteteTable];
+    if (fread(aucEntete, 1, sizeof aucEntete, ps->pFichier) != sizeof aucEntete) {
+      usCr = MC_ERR_FIN_FICHIER;
+    } else {
+      mc::copier_champ(psEnteteTable->szNomTable, aucEntete, 10);
+      mc::retirer_blancs(psEnteteTable->szNomTable, 10);
+      psEnteteTable->ulTailleDonnees = mc::load_be32(aucEntete + 10);
+      psEnteteTable->ulNombreEnregistrements = mc::load_be32(aucEntete + 14);
+      psEnteteTable->ulReserve = mc::load_be32(aucEntete + 18);
+      psEnteteTable->ucNombreDescripteurs1 = aucEntete[22];
+      psEnteteTable->ucNombreDescripteurs2 = aucEntete[23];
+      psEnteteTable->ucReserve = aucEntete[24];
+      // The descriptor entries are skipped without interpretation.
+      const long lSaut = static_cast<long>(mc::kTailleDescripteur) *
+                         (psEnteteTable->ucNombreDescripteurs1 + psEnteteTable->ucNombreDescripteurs2);
+      if (fseek(ps->pFichier, lSaut, SEEK_CUR) != 0) {
+        usCr = MC_ERR_FIN_FICHIER;
+      }
+    }
+  }
+  // Kept: the exit line carries the writing operation's text.
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireEnteteTable : Code retour = 0x%04x", usCr);
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usRechercherTable(uint16_t usNumFichierBinaire, const char* pcNomTable,
+                                                EnteteTable* psEnteteTable) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usRechercherTable : usNumFichierBinaire = %d",
+           usNumFichierBinaire);
+  FichierBinaire* ps = nullptr;
+  uint16_t usCr = mc::usRechercherFichier(usNumFichierBinaire, &ps);
+  if (usCr == MC_CR_OK && (pcNomTable == nullptr || psEnteteTable == nullptr)) {
+    usCr = MC_ERR_ARGUMENT;
+  }
+  uint32_t ulFinZone = 0;
+  if (usCr == MC_CR_OK) {
+    usCr = mc::usTailleDonnneeFichierBinaire(usNumFichierBinaire, &ulFinZone);
+  }
+  const long lDebut = usCr == MC_CR_OK ? ftell(ps->pFichier) : 0;
+  if (lDebut < 0) {
+    usCr = MC_ERR_FIN_FICHIER;
+  }
+  bool bEnroule = false;
+  bool bTrouve = false;
+  bool bArret = false;
+  // Back to the first table: the file header is read again, and its result replaces the code.
+  auto enrouler = [&] {
+    bEnroule = true;
+    EnteteFichierBinaire sEntete;
+    usCr = mc::usLireEnteteFichierBinaire(usNumFichierBinaire, &sEntete);
+  };
+  while (usCr == MC_CR_OK && !bTrouve && !bArret) {
+    const long lPosition = ftell(ps->pFichier);
+    if (lPosition < 0) {
+      usCr = MC_ERR_FIN_FICHIER;
+      break;
+    }
+    if (bEnroule && lPosition >= lDebut) {
+      bArret = true;
+      usCr = MC_ERR_FIN;
+      break;
+    }
+    const bool bDansZone = static_cast<unsigned long>(lPosition) < ulFinZone;
+    if (bDansZone) {
+      usCr = MC_usLireEnteteTable(usNumFichierBinaire, psEnteteTable);
+      if (usCr == MC_CR_OK) {
+        if (strcmp(psEnteteTable->szNomTable, pcNomTable) == 0) {
+          bTrouve = true;
+        } else {
+          const long lApres = ftell(ps->pFichier);
+          if (lApres < 0 || psEnteteTable->ulTailleDonnees > static_cast<unsigned long>(LONG_MAX - lApres) ||
+              fseek(ps->pFichier, static_cast<long>(psEnteteTable->ulTailleDonnees), SEEK_CUR) != 0) {
+            usCr = MC_ERR_FIN_FICHIER;
+          }
+        }
+      }
+      if (feof(ps->pFichier) != 0) {
+        if (!bEnroule) {
+          enrouler();
+        } else if (lPosition > lDebut) {
+          bArret = true;
+          usCr = MC_ERR_FIN;
+        }
+      }
+    } else if (!bEnroule) {
+      enrouler();
+    } else {
+      // Back at the end of the table area after the wrap without reaching the start (a search
+      // started beyond the area): the round is over.
+      bArret = true;
+      usCr = MC_ERR_FIN;
+    }
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usRechercherTable : Code retour = 0x%04x", usCr);
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usLireUnsignedChar(uint16_t usNumFichierBinaire, uint8_t* pucValeur) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usLireUnsignedChar");
+  uint8_t auc[1];
+  const uint16_t usCr = mc::lire_octets(usNumFichierBinaire, pucValeur, auc, sizeof auc);
+  if (usCr == MC_CR_OK) {
+    *pucValeur = auc[0];
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usLireUnsignedChar");
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usLireSignedChar(uint16_t usNumFichierBinaire, int8_t* pcValeur) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usLireSignedChar");
+  uint8_t auc[1];
+  const uint16_t usCr = mc::lire_octets(usNumFichierBinaire, pcValeur, auc, sizeof auc);
+  if (usCr == MC_CR_OK) {
+    *pcValeur = static_cast<int8_t>(auc[0]);
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usLireSignedChar");
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usLireUnsignedShort(uint16_t usNumFichierBinaire, uint16_t* pusValeur) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usLireUnsignedShort");
+  uint8_t auc[2];
+  const uint16_t usCr = mc::lire_octets(usNumFichierBinaire, pusValeur, auc, sizeof auc);
+  if (usCr == MC_CR_OK) {
+    *pusValeur = mc::load_be16(auc);
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usLireUnsignedShort");
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usLireSignedShort(uint16_t usNumFichierBinaire, int16_t* psValeur) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usLireSignedShort");
+  uint8_t auc[2];
+  const uint16_t usCr = mc::lire_octets(usNumFichierBinaire, psValeur, auc, sizeof auc);
+  if (usCr == MC_CR_OK) {
+    *psValeur = static_cast<int16_t>(mc::load_be16(auc));
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usLireSignedShort");
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usLireUnsignedLong(uint16_t usNumFichierBinaire, uint32_t* pulValeur) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usLireUnsignedLong");
+  uint8_t auc[4];
+  const uint16_t usCr = mc::lire_octets(usNumFichierBinaire, pulValeur, auc, sizeof auc);
+  if (usCr == MC_CR_OK) {
+    *pulValeur = mc::load_be32(auc);
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usLireUnsignedLong");
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usLireSignedLong(uint16_t usNumFichierBinaire, int32_t* plValeur) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usLireSignedLong");
+  uint8_t auc[4];
+  const uint16_t usCr = mc::lire_octets(usNumFichierBinaire, plValeur, auc, sizeof auc);
+  if (usCr == MC_CR_OK) {
+    *plValeur = static_cast<int32_t>(mc::load_be32(auc));
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usLireSignedLong");
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usLireDouble(uint16_t usNumFichierBinaire, double* pdValeur) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usLireDouble");
+  uint8_t auc[8];
+  const uint16_t usCr = mc::lire_octets(usNumFichierBinaire, pdValeur, auc, sizeof auc, true);
+  if (usCr == MC_CR_OK) {
+    *pdValeur = mc::decoder_double(auc);
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usLireDouble");
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usLireDate(uint16_t usNumFichierBinaire, uint16_t* pusValeur1,
+                                         uint8_t* pucValeur2, uint8_t* pucValeur3) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usLireDate");
+  uint16_t usCr = MC_usLireUnsignedShort(usNumFichierBinaire, pusValeur1);
+  if (usCr == MC_CR_OK) {
+    usCr = MC_usLireUnsignedChar(usNumFichierBinaire, pucValeur2);
+  }
+  if (usCr == MC_CR_OK) {
+    usCr = MC_usLireUnsignedChar(usNumFichierBinaire, pucValeur3);
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usLireDate");
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usLireChampFixe(uint16_t usNumFichierBinaire, void* pvBuffer,
+                                              uint32_t ulLongueur) {
+  uint32_t ulLus = 0;
+  return mc::lire_champ(usNumFichierBinaire, pvBuffer, ulLongueur, ulLongueur, &ulLus);
+}
+
+extern "C" MC_API uint16_t MC_usLireChampUnicodeFixe(uint16_t usNumFichierBinaire, uint16_t* pusBuffer,
+                                                     uint32_t ulNombre) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usLireChampUnicodeFixe");
+  FichierBinaire* ps = nullptr;
+  uint16_t usCr = mc::usRechercherFichier(usNumFichierBinaire, &ps);
+  if (usCr == MC_CR_OK && pusBuffer == nullptr && ulNombre != 0) {
+    usCr = MC_ERR_ARGUMENT;
+  }
+  if (usCr == MC_CR_OK && ulNombre != 0) {
+    const size_t lus = fread(pusBuffer, sizeof(uint16_t), ulNombre, ps->pFichier);
+    if (lus != ulNombre) {
+      usCr = MC_ERR_FIN_FICHIER;
+      MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR,
+               "MC_usLireChampUnicodeFixe : Fin de fichier lu %d a liree %d usCr %d",
+               static_cast<int>(lus), static_cast<int>(ulNombre), static_cast<int>(usCr));
+    }
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usLireChampUnicodeFixe");
+  return usCr;
+}
+
+extern "C" MC_API uint16_t MC_usLireChaineVariable(uint16_t usNumFichierBinaire, char** ppcTexte) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usLireChaineVariable");
+  FichierBinaire* ps = nullptr;
+  uint16_t usCr = mc::usRechercherFichier(usNumFichierBinaire, &ps);
+  if (usCr == MC_CR_OK && ppcTexte == nullptr) {
+    usCr = MC_ERR_ARGUMENT;
+  }
+  uint32_t ulLongueur = 0;
+  if (usCr == MC_CR_OK) {
+    *ppcTexte = nullptr;
+    uint8_t ucPremier = 0;
+    usCr = mc::lire_octets(usNumFichierBinaire, ppcTexte, &ucPremier, 1);
+    if (usCr == MC_CR_OK && ucPremier > 0x80) {
+      // Kept: 0x80 alone is read as the length 128, a form the writer never makes.
+      const unsigned uNbOctets = ucPremier - 0x80u;
+      if (uNbOctets > 4) {
+        MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR,
+                 "MC_usLireChaineVariable : Nombre d'octets pour coder la longueur (%u) > %d.", uNbOctets, 4);
+        usCr = MC_ERR_ARGUMENT;
+      } else {
+        // The length bytes stop early at the end of the file; the characters then fail.
+        uint8_t auc[4];
+        const size_t lus = fread(auc, 1, uNbOctets, ps->pFichier);
+        for (size_t i = 0; i < lus; ++i) {
+          ulLongueur = (ulLongueur << 8) | auc[i];
+        }
+      }
+    } else if (usCr == MC_CR_OK) {
+      ulLongueur = ucPremier;
+    }
+  }
+  if (usCr == MC_CR_OK) {
+    uint32_t ulPlace = ulLongueur;
+    if (ulLongueur > mc::kSeuilLongueurChaine) {
+      const uint32_t ulRestants = mc::octets_restants(ps->pFichier);
+      ulPlace = ulRestants < ulLongueur ? ulRestants : ulLongueur;
+    }
+    char* pcTexte = ulPlace == UINT32_MAX ? nullptr : static_cast<char*>(MC_Allouer(ulPlace + 1));
+    if (pcTexte == nullptr) {
+      usCr = MC_ERR_MEMOIRE;
+    } else {
+      uint32_t ulLus = 0;
+      usCr = mc::lire_champ(usNumFichierBinaire, pcTexte, ulLongueur, ulPlace, &ulLus);
+      pcTexte[ulLus] = '\0';
+      // The text is the caller's even when its characters could not all be read.
+      *ppcTexte = pcTexte;
+    }
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usLireChaineVariable");
+  return usCr;
+}

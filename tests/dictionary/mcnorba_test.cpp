@@ -1,0 +1,165 @@
+// mcnorba_test.cpp -- the working directory and the component version files, byte for byte.
+#include <string>
+
+#include "config/mcnorba.h"
+#include "demarrage.h"
+#include "runtime/mcmemoir.h"
+
+namespace {
+
+using mc::test::bytes_of;
+using mc::test::file_exists;
+using mc::test::read_file;
+
+using Versions = mc::test::Configuration;
+
+TEST_F(Versions, WorkingDirectoryIsHandedOut) {
+  ecrire_ini(true, false);
+  char* pcRepertoire = nullptr;
+  ASSERT_CODE(0, MC_usDonnerRepertoireTravail(&pcRepertoire));
+  EXPECT_EQ(travail_, pcRepertoire);
+  MC_Liberer(pcRepertoire);
+}
+
+TEST_F(Versions, WorkingDirectoryBufferHandedOutEvenWhenAbsent) {
+  ecrire_ini(false, true);
+  char* pcRepertoire = nullptr;
+  mc::test::TraceCapture trace({{1, 4, 2}});
+  EXPECT_CODE(MC_ERR_REP_TRAVAIL, MC_usDonnerRepertoireTravail(&pcRepertoire));
+  EXPECT_NE(nullptr, pcRepertoire);
+  MC_Liberer(pcRepertoire);
+  EXPECT_NE(std::string::npos, trace.text().find("ERREUR : ERREUR du repertoire de travail  (63217)\n"));
+}
+
+TEST_F(Versions, WorkingDirectoryAllocationFailure) {
+  ecrire_ini(true, false);
+  char* pcRepertoire = nullptr;
+  mc::testing::faire_echouer_allocation(0);
+  EXPECT_CODE(MC_ERR_CONFIG, MC_usDonnerRepertoireTravail(&pcRepertoire));
+  EXPECT_EQ(nullptr, pcRepertoire);
+}
+
+TEST_F(Versions, OverlongWorkingDirectoryIsCutToBuffer) {
+  travail_ = std::string(300, 'x');
+  ecrire_ini(true, false);
+  char* pcRepertoire = nullptr;
+  ASSERT_CODE(0, MC_usDonnerRepertoireTravail(&pcRepertoire));
+  EXPECT_EQ(std::string(255, 'x'), pcRepertoire);
+  MC_Liberer(pcRepertoire);
+}
+
+TEST_F(Versions, WriteCreatesFileWithExactlyTheText) {
+  ecrire_ini(true, false);
+  ASSERT_CODE(0, MC_usEcrireVersionComposant(92, "0100", 4));
+  EXPECT_EQ(bytes_of("0100"), read_file(adm("92.adm")));
+  // The length argument is not used: the whole text is written, and replaces the old one.
+  ASSERT_CODE(0, MC_usEcrireVersionComposant(92, "020", 1));
+  EXPECT_EQ(bytes_of("020"), read_file(adm("92.adm")));
+}
+
+TEST_F(Versions, ComponentNumberIsSignedEightBitKept) {
+  ecrire_ini(true, false);
+  struct Cas {
+    uint8_t composant;
+    const char* nom;
+  };
+  const Cas cas[] = {{0, "0.adm"},      {93, "93.adm"},    {127, "127.adm"},
+                     {128, "-128.adm"}, {156, "-100.adm"}, {200, "-56.adm"},
+                     {255, "-1.adm"}};
+  for (const Cas& c : cas) {
+    SCOPED_TRACE(c.nom);
+    ASSERT_CODE(0, MC_usEcrireVersionComposant(c.composant, "v1", 2));
+    EXPECT_EQ(bytes_of("v1"), read_file(adm(c.nom)));
+    char* pcNom = nullptr;
+    ASSERT_CODE(0, usConstruireNomComplet(c.composant, &pcNom));
+    EXPECT_STREQ(c.nom, pcNom);
+    MC_Liberer(pcNom);
+  }
+}
+
+TEST_F(Versions, WriteWithoutWorkingDirectoryCreatesNothing) {
+  ecrire_ini(false, true);
+  EXPECT_CODE(MC_ERR_REP_TRAVAIL, MC_usEcrireVersionComposant(92, "0100", 4));
+  EXPECT_FALSE(file_exists(adm("92.adm")));
+  char* pcContenu = nullptr;
+  uint32_t ulLongueur = 7;
+  EXPECT_CODE(MC_ERR_REP_TRAVAIL, MC_usLireVersionComposant(92, &pcContenu, &ulLongueur));
+  EXPECT_EQ(nullptr, pcContenu);
+  EXPECT_EQ(7u, ulLongueur);
+}
+
+TEST_F(Versions, WriteIntoMissingDirectoryIsF6F2) {
+  travail_ = base_ + "/absent";
+  ecrire_ini(true, false);
+  mc::test::TraceCapture trace({{1, 4, 2}});
+  EXPECT_CODE(MC_ERR_FICHIER_VERSION, MC_usEcrireVersionComposant(92, "0100", 4));
+  EXPECT_NE(std::string::npos,
+            trace.text().find("ERREUR : ECRITURE DES COMPOSANTS Retour ERREUR =(62992)\n"));
+}
+
+TEST_F(Versions, ReadGivesBytesWithoutTerminator) {
+  ecrire_ini(true, false);
+  mc::test::write_file(adm("93.adm"), bytes_of("0100"));
+  char* pcContenu = nullptr;
+  uint32_t ulLongueur = 0;
+  ASSERT_CODE(0, MC_usLireVersionComposant(93, &pcContenu, &ulLongueur));
+  ASSERT_EQ(4u, ulLongueur);
+  EXPECT_EQ(bytes_of("0100"), mc::test::Bytes(pcContenu, pcContenu + ulLongueur));
+  MC_Liberer(pcContenu);
+
+  mc::test::write_file(adm("-56.adm"), mc::test::hex("00 FF 0D 0A"));
+  ASSERT_CODE(0, MC_usLireVersionComposant(200, &pcContenu, &ulLongueur));
+  EXPECT_EQ(mc::test::hex("00 FF 0D 0A"), mc::test::Bytes(pcContenu, pcContenu + ulLongueur));
+  MC_Liberer(pcContenu);
+}
+
+TEST_F(Versions, ReadOfAbsentComponentLeavesOutputs) {
+  ecrire_ini(true, false);
+  char* pcContenu = nullptr;
+  uint32_t ulLongueur = 7;
+  EXPECT_CODE(MC_ERR_FICHIER, MC_usLireVersionComposant(42, &pcContenu, &ulLongueur));
+  EXPECT_EQ(nullptr, pcContenu);
+  EXPECT_EQ(7u, ulLongueur);
+}
+
+TEST_F(Versions, EmptyVersionFileReadsEmpty) {
+  ecrire_ini(true, false);
+  mc::test::write_file(adm("5.adm"), {});
+  char* pcContenu = nullptr;
+  uint32_t ulLongueur = 7;
+  ASSERT_CODE(0, MC_usLireVersionComposant(5, &pcContenu, &ulLongueur));
+  EXPECT_EQ(0u, ulLongueur);
+  MC_Liberer(pcContenu);
+}
+
+TEST_F(Versions, WrittenVersionReadsBack) {
+  ecrire_ini(true, false);
+  ASSERT_CODE(0, MC_usEcrireVersionComposant(17, "2.4.1", 5));
+  char* pcContenu = nullptr;
+  uint32_t ulLongueur = 0;
+  ASSERT_CODE(0, MC_usLireVersionComposant(17, &pcContenu, &ulLongueur));
+  EXPECT_EQ(bytes_of("2.4.1"), mc::test::Bytes(pcContenu, pcContenu + ulLongueur));
+  MC_Liberer(pcContenu);
+}
+
+TEST_F(Versions, ReadLosesItsFirstBufferAndShortNameKept) {
+  ecrire_ini(true, false);
+  mc::test::write_file(adm("93.adm"), bytes_of("0100"));
+  char* pcContenu = nullptr;
+  uint32_t ulLongueur = 0;
+  const uint32_t ulAllocations = mc::testing::nombre_allocations();
+  const uint32_t ulLiberations = mc::testing::nombre_liberations();
+  ASSERT_CODE(0, MC_usLireVersionComposant(93, &pcContenu, &ulLongueur));
+  MC_Liberer(pcContenu);
+  // Two blocks are never given back: the first 256-byte buffer and the short name.
+  EXPECT_EQ(mc::testing::nombre_allocations() - ulAllocations,
+            mc::testing::nombre_liberations() - ulLiberations + 2);
+}
+
+TEST_F(Versions, NullVersionTextIsRefused) {
+  ecrire_ini(true, false);
+  EXPECT_CODE(MC_ERR_ARGUMENT, MC_usEcrireVersionComposant(92, nullptr, 0));
+  EXPECT_FALSE(file_exists(adm("92.adm")));
+}
+
+}  // namespace
