@@ -9,9 +9,10 @@
 #include <cctype>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 
-#include "common/mcholder.h"
 #include "config/mcrepconf.h"
 
 namespace mc {
@@ -19,6 +20,13 @@ namespace mc {
 namespace {
 
 constexpr char kFichierTemporaire[] = "WriteIniTmp.txt";
+
+// The INI layer takes its memory straight from the heap, not through MC_Allouer: its blocks are
+// neither counted nor traced, so reading a value writes no allocation lines into the trace.
+struct Libre {
+  void operator()(char* p) const { std::free(p); }
+};
+using Texte = std::unique_ptr<char, Libre>;
 
 // A path that the system can take: anything longer fails to open anyway (ENAMETOOLONG), so a
 // name that does not fit here gives the same result as the open that would have failed.
@@ -197,23 +205,23 @@ size_t kpl_GetToken(const char* text, char delimiter) {
 
 Ligne::~Ligne() {
   if (data_ != inline_) {
-    MC_Liberer(data_);
+    std::free(data_);
   }
 }
 
 bool Ligne::push(char c) {
   if (size_ + 1 >= capacity_) {
-    if (capacity_ > UINT32_MAX / 2) {
+    if (capacity_ > SIZE_MAX / 2) {
       return false;
     }
     const size_t capacite = capacity_ * 2;
-    auto* bloc = static_cast<char*>(MC_Allouer(static_cast<uint32_t>(capacite)));
+    auto* bloc = static_cast<char*>(std::malloc(capacite));
     if (bloc == nullptr) {
       return false;
     }
     std::memcpy(bloc, data_, size_);
     if (data_ != inline_) {
-      MC_Liberer(data_);
+      std::free(data_);
     }
     data_ = bloc;
     capacity_ = capacite;
@@ -263,13 +271,13 @@ void* getIniInfo(const char* section, const char* key, void* result, char kind, 
     return nullptr;
   }
   // A file too large for one block is treated as a refused allocation.
-  if (etat.st_size < 0 || static_cast<uint64_t>(etat.st_size) >= UINT32_MAX) {
+  if (etat.st_size < 0 || static_cast<uint64_t>(etat.st_size) >= SIZE_MAX) {
     ::close(fd);
     return result;
   }
   size_t taille = static_cast<size_t>(etat.st_size);
   // The extra byte is zero so that a last line without a line end stops at the end of the text.
-  auto texte = allouer<char>(taille + 1);
+  Texte texte(static_cast<char*>(std::malloc(taille + 1)));
   if (!texte) {
     ::close(fd);
     return result;

@@ -17,7 +17,7 @@ size_t kpl_GetLine(const char* text);
 // Index of the first `delimiter`; 0 when a line feed, carriage return or the end comes first.
 size_t kpl_GetToken(const char* text, char delimiter);
 
-// A line of the writer: any length, kept inline while it is short, grown through MC_Allouer.
+// A line of the writer: any length, kept inline while it is short, grown on the heap.
 class Ligne {
  public:
   Ligne() = default;

@@ -500,7 +500,8 @@ MC_API uint16_t MC_usControlerFormatZoneMemoire(uint16_t usZone);
  * case and without trimming; names of one character never match. */
 
 /* Copies the value of key in section into buffer (at most size characters and a zero, so the
- * buffer needs size+1 bytes), or the default when absent. Length of the text in the buffer. */
+ * buffer needs size+1 bytes), or the default when absent (a default longer than size keeps
+ * size-1 characters). Length of the text in the buffer. */
 MC_API int32_t GetIniString(const char *section, const char *key, const char *defaultValue,
                             char *buffer, int32_t size, const char *fileName);
 /* The value of key in section as a decimal integer (atoi rules), or defaultValue when absent. */

@@ -348,7 +348,7 @@ TEST_F(Chargement, LoadsEveryColumnOfEveryRow) {
 TEST_F(Chargement, EmptyTableIsAllocatedWithCountZero) {
   ecrire_et_ouvrir(mc::dev::Dictionnaire{}, {});
   const EnteteTable sTable = table_suivante();
-  ASSERT_EQ(0u, sTable.ulNombreEnregistrements);
+  ASSERT_EQ(0u, uint32_t{sTable.ulNombreEnregistrements});
   EXPECT_CODE(0, usInitTabGroupe(numero_, 0, 0));
   EXPECT_NE(nullptr, g_stTabGrp);
   EXPECT_EQ(0u, g_ulNbTabGrp);
@@ -360,7 +360,7 @@ TEST_F(Chargement, ShortTableKeepsTableAndCountAndStopsAfterFailingRow) {
   options.lignes_manquantes = 2;  // three rows written, five announced
   ecrire_et_ouvrir(exemple(), options);
   const EnteteTable sTable = table_suivante();
-  ASSERT_EQ(5u, sTable.ulNombreEnregistrements);
+  ASSERT_EQ(5u, uint32_t{sTable.ulNombreEnregistrements});
   mc::test::TraceCapture trace({{1, 7, 2}});
   EXPECT_CODE(MC_ERR_FIN_FICHIER, usInitTabChamp(numero_, 0, sTable.ulNombreEnregistrements));
   trace.stop();
@@ -432,6 +432,29 @@ TEST(SourceDictionnaire, DevelopmentSourceReads) {
   EXPECT_EQ((std::vector<std::string>{"EN COURS", "RESILIE", "SUSPENDU"}),
             dico.groupes[2].champs[4].valeurs);
   EXPECT_EQ(-1, dico.groupes[2].champs[3].information);
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(Dictionnaire, QueriesTraceGolden) {
+  remplir_exemple();
+  mc::test::TraceCapture trace({{1, 7, 2}});
+  uint16_t* pusGroupes = nullptr;
+  uint16_t usNombre = 0;
+  EXPECT_CODE(0, MC_usDonnerListeGroupes(&pusGroupes, &usNombre));
+  MC_Liberer(pusGroupes);
+  MC_InformationChamp* psInfos = nullptr;
+  EXPECT_CODE(0, MC_usDonnerInformationChamp(0x0100, &psInfos, &usNombre));
+  MC_Liberer(psInfos);
+  EXPECT_CODE(MC_ERR_FIN, MC_usDonnerInformationChamp(0x0999, &psInfos, &usNombre));
+  char* pcValeur = nullptr;
+  EXPECT_CODE(0, MC_usDonnerChampValeur(0x0100, 1, 2, &pcValeur));
+  MC_Liberer(pcValeur);
+  EXPECT_CODE(MC_ERR_FIN, MC_usDonnerChampValeur(0x0999, 1, 1, &pcValeur));
+  trace.stop();
+  EXPECT_EQ(mc::test::read_text(mc::test::golden_path("dictionary/requetes.trace")), trace.text());
 }
 
 }  // namespace
