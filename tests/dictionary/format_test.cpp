@@ -309,6 +309,27 @@ TEST_F(FormatControl, AllocationFailuresNeverCrashNorLeak) {
   }
 }
 
+TEST_F(FormatControl, EveryExitClosesItsTraceLevel) {
+  charger(exemple());
+  const Cas cas[] = {
+      {"conforming", {g10(), g20(), g30()}, 0},
+      {"unknown group", {g10(), {0x0040, {"1"}}}, 0xA002},
+      {"group error", {{0x0010, {"1", "ABC"}}}, 0xA801},
+      {"field error", {{0x0010, {"1", "abc", "X"}}}, 0x9002},
+      {"value error", {{0x0030, {"07"}}}, 0x9001},
+      {"syntax error", {}, MC_ERR_SYNTAXE},
+  };
+  for (const auto& c : cas) {
+    SCOPED_TRACE(c.nom);
+    const Zone zone(c.zone);
+    TraceCapture trace = TraceCapture::all(2);
+    EXPECT_CODE(c.attendu, MC_usControlerFormatZoneMemoire(zone.numero()));
+    EXPECT_EQ(0, mc::testing::profondeur_trace());
+    const std::string texte = trace.text();
+    EXPECT_EQ(0u, texte.find("### DEBUT TRACE ###\n{ MC_usControlerFormatZoneMemoire\n"));
+  }
+}
+
 TEST_F(FormatControl, TraceOfAConformingZone) {
   Dico d;
   d.groupes.push_back({0x0010, {champ('N', 1, 4, 1), champ('A', 0, 0, 0, {"OUI", "NON"})}});
