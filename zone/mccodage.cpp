@@ -7,6 +7,49 @@
 
 namespace mc {
 
+uint32_t decoder_longueur_long(const uint8_t* pucBuffer, uint32_t ulTailleBuffer, uint32_t ulOffset,
+                               uint32_t* pulLongueur, uint32_t* pulNbOctets) {
+  MC_TRACE(kModule, kTrcZone, MC_TRACE_ENTREE, "MC_stDecoderLongueur : offset = %u",
+           static_cast<unsigned>(ulOffset));
+  // The first byte is read only inside the buffer: an offset at its end is a buffer too small.
+  if (ulOffset >= ulTailleBuffer) {
+    MC_TRACE(kModule, kTrcZone, MC_TRACE_ERREUR,
+             " Buffer trop petit pour coder la longueur (%u) (tailleBuffer = %u).", 0u,
+             static_cast<unsigned>(ulTailleBuffer));
+    MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_stDecoderLongueur");
+    return MC_ERR_SYNTAXE;
+  }
+  const uint32_t b = pucBuffer[ulOffset];
+  if (b <= 0x80u) {
+    *pulLongueur = b;
+    *pulNbOctets = 1;
+    MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_stDecoderLongueur");
+    return MC_CR_OK;
+  }
+  const uint32_t n = b & 0x7Fu;
+  if (n > 4) {
+    MC_TRACE(kModule, kTrcZone, MC_TRACE_ERREUR,
+             " Nombre d'octets pour coder la longueur (%u) > %d.", static_cast<unsigned>(n), 4);
+    MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_stDecoderLongueur");
+    return MC_ERR_SYNTAXE;
+  }
+  if (static_cast<uint64_t>(ulOffset) + n >= ulTailleBuffer) {
+    MC_TRACE(kModule, kTrcZone, MC_TRACE_ERREUR,
+             " Buffer trop petit pour coder la longueur (%u) (tailleBuffer = %u).",
+             static_cast<unsigned>(n), static_cast<unsigned>(ulTailleBuffer));
+    MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_stDecoderLongueur");
+    return MC_ERR_SYNTAXE;
+  }
+  uint32_t ulLongueur = 0;
+  for (uint32_t i = 1; i <= n; ++i) {
+    ulLongueur = (ulLongueur << 8) | pucBuffer[ulOffset + i];
+  }
+  *pulLongueur = ulLongueur;
+  *pulNbOctets = n + 1;
+  MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_stDecoderLongueur");
+  return MC_CR_OK;
+}
+
 uint32_t ecrire_longueur(ZoneMemoire& z, uint32_t ulLongueur, uint32_t ulOffset) {
   MC_TRACE(kModule, kTrcZone, MC_TRACE_ENTREE, "MC_stCoderLongueur : longueur = %u, offset = %u",
            static_cast<unsigned>(ulLongueur), static_cast<unsigned>(ulOffset));
@@ -201,6 +244,96 @@ uint16_t controler_syntaxe(ZoneMemoire& z, bool* pbSortieEcrite) {
 
 #undef MC_SYNTAXE_ERREUR
 
+// Reads a length as decoder_longueur does, without its traces; false where it fails.
+inline bool lire_longueur(const uint8_t* p, uint32_t ulTaille, uint64_t ullOffset,
+                          uint32_t& ulLongueur, uint32_t& ulNbOctets) {
+  if (ullOffset >= ulTaille) {
+    return false;
+  }
+  const uint32_t b = p[ullOffset];
+  if (b <= 0x80u) {
+    ulLongueur = b;
+    ulNbOctets = 1;
+    return true;
+  }
+  const uint32_t n = b & 0x7Fu;
+  if (n > 4 || ullOffset + n >= ulTaille) {
+    return false;
+  }
+  uint32_t v = 0;
+  for (uint32_t i = 1; i <= n; ++i) {
+    v = (v << 8) | p[ullOffset + i];
+  }
+  ulLongueur = v;
+  ulNbOctets = n + 1;
+  return true;
+}
+
+// The syntax control while tracing is off: one pass over the lengths. On a well-formed zone it
+// leaves the cursor exactly where the traced walk ends (the last field of the last group, the
+// counters as that walk counts them) and returns true; otherwise it changes nothing and returns
+// false, and the traced walk runs to give the code and the cursor of the fault.
+bool controler_syntaxe_rapide(ZoneMemoire& z) {
+  const uint8_t* p = z.Buffer;
+  const uint32_t ulTaille = z.TailleDonnees;
+  if (ulTaille == 0) {
+    return false;
+  }
+  uint64_t ullPos = 0;
+  uint32_t ulNbGroupes = 0;
+  uint32_t ulNbChamps = 0;
+  uint32_t ulChampsGroupe = 0;
+  uint32_t ulOffsetGroupe = 0, ulLongueurGroupe = 0, ulTailleEntete = 0;
+  uint32_t ulOffsetChamp = 0, ulLongueurChamp = 0, ulTailleLongueur = 0;
+  while (ullPos < ulTaille) {
+    uint32_t lg = 0;
+    uint32_t tl = 0;
+    if (ullPos + 2 >= ulTaille || !lire_longueur(p, ulTaille, ullPos + 2, lg, tl) || lg == 0) {
+      return false;
+    }
+    const uint64_t ullCorps = ullPos + 2 + tl;
+    const uint64_t ullFin = ullCorps + lg;
+    if (ullFin > ulTaille) {
+      return false;
+    }
+    ulChampsGroupe = 0;
+    for (uint64_t f = ullCorps; f < ullFin;) {
+      uint32_t lc = 0;
+      uint32_t tlc = 0;
+      if (!lire_longueur(p, ulTaille, f, lc, tlc)) {
+        return false;
+      }
+      ulOffsetChamp = static_cast<uint32_t>(f);
+      ulLongueurChamp = lc;
+      ulTailleLongueur = tlc;
+      f += static_cast<uint64_t>(tlc) + lc;
+      if (f > ullFin) {
+        return false;
+      }
+      ++ulChampsGroupe;
+    }
+    ++ulNbGroupes;
+    ulNbChamps += ulChampsGroupe;
+    ulOffsetGroupe = static_cast<uint32_t>(ullPos);
+    ulLongueurGroupe = lg;
+    ulTailleEntete = tl + 2;
+    ullPos = ullFin;
+  }
+  z.OffsetGroupe = ulOffsetGroupe;
+  z.TailleEnteteGroupe = ulTailleEntete;
+  z.LongueurGroupe = ulLongueurGroupe;
+  z.IdentifiantGroupe = static_cast<uint16_t>((p[ulOffsetGroupe] << 8) | p[ulOffsetGroupe + 1]);
+  z.OffsetChamp = ulOffsetChamp;
+  z.TailleLongueurChamp = ulTailleLongueur;
+  z.LongueurChamp = ulLongueurChamp;
+  z.NumeroChamp = static_cast<uint16_t>(ulChampsGroupe);
+  z.CompteurGroupe = static_cast<uint16_t>(ulNbGroupes);
+  // Each group advance walks the previous group's fields again (the field part was put back at
+  // its body start), so every field but those of the last group is counted twice.
+  z.CompteurChamp = static_cast<uint16_t>(2 * ulNbChamps - ulChampsGroupe);
+  return true;
+}
+
 }  // namespace
 }  // namespace mc
 
@@ -208,7 +341,8 @@ extern "C" MC_API uint16_t MC_usControlerSyntaxeZoneMemoire(uint16_t usZone) {
   MC_TRACE(mc::kModule, mc::kTrcSyntaxe, MC_TRACE_ENTREE, "MC_usControlerSyntaxeZoneMemoire");
   uint16_t usResultat = MC_usPositionnerDebut(usZone);
   bool bSortieEcrite = false;
-  if (usResultat == MC_CR_OK) {
+  if (usResultat == MC_CR_OK &&
+      (mc::g_fichierTrace != nullptr || !mc::controler_syntaxe_rapide(*mc::ZM[usZone]))) {
     usResultat = mc::controler_syntaxe(*mc::ZM[usZone], &bSortieEcrite);
   }
   if (!bSortieEcrite) {

@@ -223,6 +223,10 @@ extern "C" MC_API uint16_t MC_usAvancerGroupeSuivant(uint16_t usZone, uint16_t u
   if (usCr != MC_CR_OK) {
     return usCr;
   }
+  if (usNombre <= 1) {
+    MC_TRACE(mc::kModule, mc::kTrcZone, MC_TRACE_ENTREE, "MC_usAvancergroupeSuivant");
+    return mc::avancer_un_groupe(*pZone, ulParcoursChamps != 0, pusIdentifiant);
+  }
   return mc::avancer_groupe(*pZone, usNombre, ulParcoursChamps != 0, pusIdentifiant);
 }
 
@@ -234,6 +238,9 @@ extern "C" MC_API uint16_t MC_usAvancerChampSuivant(uint16_t usZone, uint16_t us
   const uint16_t usCr = mc::zone_structuree(usZone, &pZone);
   if (usCr != MC_CR_OK) {
     return usCr;
+  }
+  if (usNombre <= 1) {
+    return mc::avancer_champ_1(*pZone, pusNumero, ppucDonnees, pulLongueur);
   }
   return mc::avancer_champ(*pZone, usNombre, pusNumero, ppucDonnees, pulLongueur);
 }
@@ -335,12 +342,19 @@ extern "C" MC_API uint16_t MC_usLireGroupeSuivant(uint16_t usZone, uint32_t ulPa
   // run, the occurrence is 0 and the cursor stays at the start.
   mc::positionner_debut(z);
   uint16_t usOccurrence = 1;
-  uint16_t usCrRecherche = MC_CR_OK;
-  while (z.OffsetGroupe < ulOffsetSuivant && usCrRecherche == MC_CR_OK) {
-    usCrRecherche = usOccurrence == 0
-                        ? MC_ERR_ARGUMENT
-                        : mc::rechercher_groupe(z, usIdentifiant, usOccurrence, ulParcoursChamps != 0);
-    ++usOccurrence;
+  if (usIdentifiant == 0) {
+    // Identifier 0 is found at once without moving, so the loop would only run its 16-bit
+    // occurrence round to 0, where the search refuses it: the cursor ends at the start and the
+    // occurrence at 0. Give that outcome without the 65535 searches.
+    usOccurrence = 1;
+  } else {
+    uint16_t usCrRecherche = MC_CR_OK;
+    while (z.OffsetGroupe < ulOffsetSuivant && usCrRecherche == MC_CR_OK) {
+      usCrRecherche = usOccurrence == 0 ? MC_ERR_ARGUMENT
+                                        : mc::rechercher_groupe(z, usIdentifiant, usOccurrence,
+                                                                ulParcoursChamps != 0);
+      ++usOccurrence;
+    }
   }
   if (pusOccurrence != nullptr) {
     *pusOccurrence = static_cast<uint16_t>(usOccurrence - 1);

@@ -58,50 +58,25 @@ inline uint32_t coder_longueur(uint8_t* p, uint32_t ulLongueur) {
   return ulTaille;
 }
 
+// MC_stDecoderLongueur without its argument checks, for the forms other than one byte.
+uint32_t decoder_longueur_long(const uint8_t* pucBuffer, uint32_t ulTailleBuffer, uint32_t ulOffset,
+                               uint32_t* pulLongueur, uint32_t* pulNbOctets);
+
 // MC_stDecoderLongueur without its argument checks: reads the length at ulOffset within
-// ulTailleBuffer bytes, with the same traces. 0, 0xF810.
+// ulTailleBuffer bytes, with the same traces. 0, 0xF810. The one-byte form, by far the most
+// common, stays inline.
 inline uint32_t decoder_longueur(const uint8_t* pucBuffer, uint32_t ulTailleBuffer, uint32_t ulOffset,
                                  uint32_t* pulLongueur, uint32_t* pulNbOctets) {
-  MC_TRACE(kModule, kTrcZone, MC_TRACE_ENTREE, "MC_stDecoderLongueur : offset = %u",
-           static_cast<unsigned>(ulOffset));
-  // The first byte is read only inside the buffer: an offset at its end is a buffer too small.
-  if (ulOffset >= ulTailleBuffer) {
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_ERREUR,
-             " Buffer trop petit pour coder la longueur (%u) (tailleBuffer = %u).", 0u,
-             static_cast<unsigned>(ulTailleBuffer));
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_stDecoderLongueur");
-    return MC_ERR_SYNTAXE;
-  }
-  const uint32_t b = pucBuffer[ulOffset];
   // Kept: a lone 0x80 reads as 128, although the writer never produces it.
-  if (b <= 0x80u) {
-    *pulLongueur = b;
+  if (ulOffset < ulTailleBuffer && pucBuffer[ulOffset] <= 0x80u) {
+    MC_TRACE(kModule, kTrcZone, MC_TRACE_ENTREE, "MC_stDecoderLongueur : offset = %u",
+             static_cast<unsigned>(ulOffset));
+    *pulLongueur = pucBuffer[ulOffset];
     *pulNbOctets = 1;
     MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_stDecoderLongueur");
     return MC_CR_OK;
   }
-  const uint32_t n = b & 0x7Fu;
-  if (n > 4) {
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_ERREUR,
-             " Nombre d'octets pour coder la longueur (%u) > %d.", static_cast<unsigned>(n), 4);
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_stDecoderLongueur");
-    return MC_ERR_SYNTAXE;
-  }
-  if (static_cast<uint64_t>(ulOffset) + n >= ulTailleBuffer) {
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_ERREUR,
-             " Buffer trop petit pour coder la longueur (%u) (tailleBuffer = %u).",
-             static_cast<unsigned>(n), static_cast<unsigned>(ulTailleBuffer));
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_stDecoderLongueur");
-    return MC_ERR_SYNTAXE;
-  }
-  uint32_t ulLongueur = 0;
-  for (uint32_t i = 1; i <= n; ++i) {
-    ulLongueur = (ulLongueur << 8) | pucBuffer[ulOffset + i];
-  }
-  *pulLongueur = ulLongueur;
-  *pulNbOctets = n + 1;
-  MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_stDecoderLongueur");
-  return MC_CR_OK;
+  return decoder_longueur_long(pucBuffer, ulTailleBuffer, ulOffset, pulLongueur, pulNbOctets);
 }
 
 // MC_usDecoderEnteteGroupe without its argument checks. 0, 0xF810.
