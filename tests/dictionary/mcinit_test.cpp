@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "demarrage.h"
+#include "runtime/mcmemoir.h"
 
 namespace {
 
@@ -345,6 +346,34 @@ TEST_F(Demarrage, TraceOfSuccessfulStartUp) {
   }
   EXPECT_EQ(attendu.size(), suivante) << "missing: " << (suivante < attendu.size() ? attendu[suivante] : "")
                                       << "\n" << trace.text();
+}
+
+TEST_F(Demarrage, ConfigurationBufferRefusedIsFFFB) {
+  ecrire_ini(true, true);
+  ecrire_tables();
+  mc::testing::faire_echouer_allocation(0);
+  EXPECT_CODE(MC_ERR_CONFIG, initialiser());
+  attendre_echec_sans_sortie();
+  EXPECT_TRUE(dictionnaire_vide());
+}
+
+TEST_F(Demarrage, LifecycleKeepsOnlyTheValueStrings) {
+  ecrire_ini(true, true);
+  ecrire_tables();
+  const uint32_t ulAllocations = mc::testing::nombre_allocations();
+  const uint32_t ulLiberations = mc::testing::nombre_liberations();
+  ASSERT_CODE(0, initialiser());
+  std::vector<char*> valeurs(g_cTabVal, g_cTabVal + g_ulNbTabVal);
+  liberer_sorties();
+  ASSERT_CODE(0, MC_usTermLIB());
+  // Everything start-up took went back through MC_Liberer, but the thirteen value strings kept
+  // on purpose and the three blocks of the file's slot (record and two names), which the slot's
+  // release gives back directly. LeakSanitizer checks the latter in the sanitizer build.
+  EXPECT_EQ(mc::testing::nombre_allocations() - ulAllocations,
+            mc::testing::nombre_liberations() - ulLiberations + 13 + 3);
+  for (char* pc : valeurs) {
+    MC_Liberer(pc);
+  }
 }
 
 TEST_F(Demarrage, DevelopmentConfigurationBuilt) {

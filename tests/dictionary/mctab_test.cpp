@@ -372,6 +372,15 @@ TEST_F(Chargement, ShortTableKeepsTableAndCountAndStopsAfterFailingRow) {
   EXPECT_EQ(0, g_stTabChp[4].usLongueurMax);
   const std::string texte = trace.text();
   EXPECT_NE(std::string::npos, texte.find("usResultat = 0xf640\n"));
+  // Every column of the failing fourth row was read (7 readers), and none of the fifth: three
+  // whole rows and one, 28 readers.
+  size_t lectures = 0;
+  for (const std::string& ligne : trace.lines()) {
+    if (ligne.rfind("  { MC_usLire", 0) == 0) {
+      ++lectures;
+    }
+  }
+  EXPECT_EQ(28u, lectures);
 }
 
 TEST_F(Chargement, ValuesOfFailedLoadAreNullNotGarbage) {
