@@ -10,7 +10,9 @@
 
 // The group list that the control keeps on purpose when it names an unknown group.
 extern "C" const char* __lsan_default_suppressions();
-extern "C" const char* __lsan_default_suppressions() { return "leak:MC_usDonnerListeGroupes\n"; }
+extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
+  return "leak:MC_usDonnerListeGroupes\n";
+}
 
 namespace {
 
