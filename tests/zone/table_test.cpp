@@ -1,10 +1,30 @@
 // table_test.cpp -- the zone table: numbers, creation, wrapping, resizing, raw access, freeing.
+#include <cstddef>
+
 #include "zone_fixture.h"
 
 namespace mc::test {
 namespace {
 
 using ZoneTable = ZoneTest;
+
+// The descriptor's fields in their order: the pointer, nine 32-bit values, four 16-bit ones.
+constexpr size_t kP = sizeof(void*);
+static_assert(offsetof(ZoneMemoire, Buffer) == 0);
+static_assert(offsetof(ZoneMemoire, TailleBuffer) == kP);
+static_assert(offsetof(ZoneMemoire, TailleDonnees) == kP + 4);
+static_assert(offsetof(ZoneMemoire, Structuree) == kP + 8);
+static_assert(offsetof(ZoneMemoire, OffsetChamp) == kP + 12);
+static_assert(offsetof(ZoneMemoire, OffsetGroupe) == kP + 16);
+static_assert(offsetof(ZoneMemoire, TailleLongueurChamp) == kP + 20);
+static_assert(offsetof(ZoneMemoire, LongueurChamp) == kP + 24);
+static_assert(offsetof(ZoneMemoire, LongueurGroupe) == kP + 28);
+static_assert(offsetof(ZoneMemoire, TailleEnteteGroupe) == kP + 32);
+static_assert(offsetof(ZoneMemoire, IdentifiantGroupe) == kP + 36);
+static_assert(offsetof(ZoneMemoire, NumeroChamp) == kP + 38);
+static_assert(offsetof(ZoneMemoire, CompteurGroupe) == kP + 40);
+static_assert(offsetof(ZoneMemoire, CompteurChamp) == kP + 42);
+static_assert(sizeof(ZoneMemoire) == (kP == 8 ? 56 : 48));
 
 TEST_F(ZoneTable, HundredNumbersThenNoneAndLowestFreeReused) {
   for (uint16_t i = 0; i < 100; ++i) {
