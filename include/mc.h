@@ -548,6 +548,13 @@ MC_API uint16_t MC_usDonnerInformationChamp(uint16_t usCodeGroupe, MC_Informatio
 MC_API uint16_t MC_usDonnerChampValeur(uint16_t usCodeGroupe, uint8_t ucNumChamp,
                                        uint8_t ucNumValeur, char **ppcValeur);
 
+/* format control */
+/* Checks the zone against the dictionary after its syntax control: 0; the syntax, cursor or
+ * dictionary codes; 0xA000 + g (g-th group unknown), 0xA800 + g (g-th group has another number of
+ * fields), 0x9000 + r (the field of rank r, counted over the groups checked, fails its type,
+ * length, presence or value check). Ranks and ordinals are added in 16 bits. */
+MC_API uint16_t MC_usControlerFormatZoneMemoire(uint16_t usZone);
+
 /* ==== end dictionary ==== */
 
 

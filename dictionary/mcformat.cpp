@@ -1,0 +1,242 @@
+// mcformat.cpp -- the format control of a memory zone against the data dictionary.
+#include <cstring>
+
+#include "checks/mcoutils.h"
+#include "common/mcholder.h"
+#include "runtime/mctrace.h"
+
+namespace {
+
+using mc::kModule;
+using mc::kTrcFormat;
+
+constexpr const char* kNom = "MC_usControlerFormatZoneMemoire";
+
+// Codes of the control, computed in 16 bits as the callers have always decoded them: a rank
+// beyond 0x6FFF runs out of the 0x9000 family and wraps.
+uint16_t code_groupe_inconnu(uint16_t usGroupe) {
+  return static_cast<uint16_t>(MC_ERR_GROUPE_INCONNU + usGroupe);
+}
+uint16_t code_nombre_champs(uint16_t usGroupe) {
+  return static_cast<uint16_t>(MC_ERR_NOMBRE_CHAMPS + usGroupe);
+}
+uint16_t code_champ(uint16_t usBase, uint16_t usNbChamps, uint16_t usNumChamp) {
+  return static_cast<uint16_t>(MC_ERR_FORMAT_CHAMP + static_cast<uint16_t>(usBase - usNbChamps) +
+                               usNumChamp);
+}
+
+// The value of a field as a NUL-terminated text, for the detail line only: the copy is made
+// while a trace file is open, and given back at once.
+void tracer_valeur(const unsigned char* pucValeur, uint32_t ulLongueur) {
+  if (mc::g_fichierTrace == nullptr) {
+    return;
+  }
+  mc::Tampon<char> copie = mc::allouer<char>(ulLongueur + 1);
+  if (!copie) {
+    return;
+  }
+  if (ulLongueur != 0 && pucValeur != nullptr) {
+    memcpy(copie.get(), pucValeur, ulLongueur);
+  }
+  copie.get()[ulLongueur] = '\0';
+  MC_TraceEcrire(kModule, kTrcFormat, MC_TRACE_DETAIL, "Valeur du champ = %s", copie.get());
+}
+
+// True when the value (significant length s, s not 0) is one of the field's allowed values.
+// The values are read by the field number found in the zone. A value that cannot be read gives
+// *pusErreur, which ends the control at once.
+bool valeur_autorisee(uint16_t usCodeGroupe, uint16_t usNumChamp, const MC_InformationChamp& sInfo,
+                      const unsigned char* pucValeur, uint32_t ulLongueur, uint16_t* pusErreur) {
+  const int8_t cType = sInfo.cType;
+  const uint16_t usNbValeurs = sInfo.usNbValeurs;
+  char* pcReduite = nullptr;
+  uint32_t ulLongueurReduite = 0;
+  MC_bReduireChaineCtrl(reinterpret_cast<const char*>(pucValeur), &pcReduite, ulLongueur, cType,
+                        &ulLongueurReduite);
+  const mc::Tampon<char> reduite(pcReduite);
+  uint16_t usNbDifferences = 0;
+  *pusErreur = MC_CR_OK;
+  // Every allowed value is read and compared, also after a match.
+  for (uint32_t ulValeur = 1; ulValeur <= usNbValeurs; ++ulValeur) {
+    char* pcAutorisee = nullptr;
+    const uint16_t usCr = MC_usDonnerChampValeur(usCodeGroupe, static_cast<uint8_t>(usNumChamp),
+                                                 static_cast<uint8_t>(ulValeur), &pcAutorisee);
+    const mc::Tampon<char> autorisee(pcAutorisee);
+    MC_TRACE(kModule, kTrcFormat, MC_TRACE_DETAIL, "MC_usDonnerChampValeur= 0x%04x",
+             static_cast<unsigned>(usCr));
+    if (usCr != MC_CR_OK) {
+      *pusErreur = usCr;
+      return false;
+    }
+    if (MC_bCompareChaine(reduite.get(), autorisee.get()) == 0) {
+      ++usNbDifferences;
+    }
+  }
+  return usNbDifferences != usNbValeurs;
+}
+
+}  // namespace
+
+extern "C" MC_API uint16_t MC_usControlerFormatZoneMemoire(uint16_t usZone) {
+  MC_TRACE(kModule, kTrcFormat, MC_TRACE_ENTREE, "%s", kNom);
+  uint16_t* pusListe = nullptr;
+  uint16_t usNbGroupes = 0;
+  uint16_t usResultat = MC_usControlerSyntaxeZoneMemoire(usZone);
+  if (usResultat == MC_CR_OK) {
+    usResultat = MC_usPositionnerDebut(usZone);
+  }
+  if (usResultat == MC_CR_OK) {
+    usResultat = MC_usDonnerListeGroupes(&pusListe, &usNbGroupes);
+  }
+  MC_TRACE(kModule, kTrcFormat, MC_TRACE_DETAIL, " MC_usDonnerListeGroupes= 0x%04x",
+           static_cast<unsigned>(usResultat));
+
+  // The exits that end a group or a field check: the code, the exit line, then the list goes
+  // back and the cursor returns to the start.
+  const auto sortir_en_erreur = [&](uint16_t usCode, bool bValeur = false) {
+    if (bValeur) {
+      MC_TRACE(kModule, kTrcFormat, MC_TRACE_ERREUR, "ERREUR valeur de champ, usResultat= 0x%04x",
+               static_cast<unsigned>(usCode));
+    } else {
+      MC_TRACE(kModule, kTrcFormat, MC_TRACE_ERREUR, "ERREUR usResultat= 0x%04x",
+               static_cast<unsigned>(usCode));
+    }
+    MC_TRACE(kModule, kTrcFormat, MC_TRACE_SORTIE, "%s", kNom);
+    MC_Liberer(pusListe);
+    MC_usPositionnerDebut(usZone);
+    return usCode;
+  };
+
+  uint16_t usGroupe = 0;  // g: ordinal of the group in the zone, from 1
+  uint16_t usBase = 0;    // b: dictionary fields of the groups met, the current one included
+  // The last field read: after a failed advance the detail lines repeat it.
+  uint16_t usNumChamp = 0;
+  unsigned char* pucValeur = nullptr;
+  uint32_t ulLongueur = 0;
+  while (usResultat == MC_CR_OK) {
+    ++usGroupe;
+    uint16_t usCodeGroupe = 0;
+    usResultat = MC_usAvancerGroupeSuivant(usZone, 1, 1, &usCodeGroupe);
+    if (usResultat == MC_ERR_FIN) {
+      MC_TRACE(kModule, kTrcFormat, MC_TRACE_DETAIL, " MC_usAvancerGroupeSuivant= 0x%04x",
+               static_cast<unsigned>(usResultat));
+      break;
+    }
+    // Kept: the text carries no conversion, so the group code is not written.
+    MC_TRACE(kModule, kTrcFormat, MC_TRACE_DETAIL, " Groupe = 0xd");
+    if (usResultat != MC_CR_OK) {
+      break;
+    }
+
+    bool bConnu = false;
+    for (uint16_t us = 0; us < usNbGroupes && !bConnu; ++us) {
+      bConnu = pusListe[us] == usCodeGroupe;
+    }
+    if (!bConnu) {
+      usResultat = code_groupe_inconnu(usGroupe);
+      // Kept: the code is printed in decimal after "0x".
+      MC_TRACE(kModule, kTrcFormat, MC_TRACE_ERREUR, "ERREUR groupe inconnu = 0x%d",
+               static_cast<int>(usCodeGroupe));
+      MC_TRACE(kModule, kTrcFormat, MC_TRACE_ERREUR, "ERREUR usResultat= 0x%04x",
+               static_cast<unsigned>(usResultat));
+      MC_TRACE(kModule, kTrcFormat, MC_TRACE_SORTIE, "%s", kNom);
+      // Kept: this exit keeps the group list and leaves the cursor on the unknown group.
+      return usResultat;
+    }
+
+    MC_InformationChamp* psInfos = nullptr;
+    uint16_t usNbChamps = 0;  // n
+    usResultat = MC_usDonnerInformationChamp(usCodeGroupe, &psInfos, &usNbChamps);
+    const mc::Tampon<MC_InformationChamp> infos(psInfos);
+    MC_TRACE(kModule, kTrcFormat, MC_TRACE_DETAIL, " MC_usDonnerInformationChamp= 0x%04x",
+             static_cast<unsigned>(usResultat));
+    if (usResultat != MC_CR_OK) {
+      MC_Liberer(pusListe);
+      MC_TRACE(kModule, kTrcFormat, MC_TRACE_SORTIE, "%s", kNom);
+      // Kept: the cursor stays where the failed query left it.
+      return usResultat;
+    }
+    usBase = static_cast<uint16_t>(usBase + usNbChamps);
+
+    uint16_t usNbLus = 0;
+    for (uint16_t usPosition = 0; usPosition < usNbChamps; ++usPosition) {
+      const uint16_t usCr =
+          MC_usAvancerChampSuivant(usZone, 1, &usNumChamp, &pucValeur, &ulLongueur);
+      MC_TRACE(kModule, kTrcFormat, MC_TRACE_DETAIL, "MC_usAvancerChampSuivant= 0x%04x",
+               static_cast<unsigned>(usCr));
+      MC_TRACE(kModule, kTrcFormat, MC_TRACE_DETAIL, "Numero du champ = %d, Taille du champ = %d",
+               static_cast<int>(usNumChamp), static_cast<int>(ulLongueur));
+      tracer_valeur(pucValeur, ulLongueur);
+      if (usCr == MC_ERR_FIN) {
+        return sortir_en_erreur(code_nombre_champs(usGroupe));
+      }
+      if (usCr != MC_CR_OK) {
+        return sortir_en_erreur(usCr);
+      }
+
+      // The record is taken by its position; the allowed values by the number read from the
+      // zone (the two agree in a zone walked from its group's start).
+      const MC_InformationChamp& sInfo = infos.get()[usPosition];
+      const uint16_t usCodeChamp = code_champ(usBase, usNbChamps, usNumChamp);
+      uint32_t ulSignificative = 0;
+      const int32_t bRetour = bChaineCtrlFormat(reinterpret_cast<const char*>(pucValeur),
+                                                ulLongueur, sInfo.cType, &ulSignificative);
+      MC_TRACE(kModule, kTrcFormat, MC_TRACE_DETAIL,
+               "Controle du champ suivant son type : bRetour= 0x%04x (1/OK)",
+               static_cast<unsigned>(bRetour));
+      if (bRetour != 1) {
+        return sortir_en_erreur(usCodeChamp);
+      }
+      if (++usNbLus > usNbChamps) {
+        return sortir_en_erreur(code_nombre_champs(usGroupe));
+      }
+      const uint16_t usMin = sInfo.usLongueurMin;
+      const uint16_t usMax = sInfo.usLongueurMax;
+      if (ulSignificative != 0) {
+        if (ulSignificative < usMin || (usMax != 0 && ulSignificative > usMax)) {
+          return sortir_en_erreur(usCodeChamp);
+        }
+      } else if (usMin != 0 && sInfo.lObligatoire == 1) {
+        return sortir_en_erreur(usCodeChamp);
+      }
+      if (sInfo.usNbValeurs != 0 && ulSignificative != 0) {
+        uint16_t usErreur = MC_CR_OK;
+        const bool bAutorisee =
+            valeur_autorisee(usCodeGroupe, usNumChamp, sInfo, pucValeur, ulLongueur, &usErreur);
+        if (usErreur != MC_CR_OK) {
+          usResultat = code_groupe_inconnu(usGroupe);
+          MC_TRACE(kModule, kTrcFormat, MC_TRACE_ERREUR,
+                   "ERREUR  groupe inconnu, usResultat= 0x%04x", static_cast<unsigned>(usResultat));
+          MC_TRACE(kModule, kTrcFormat, MC_TRACE_SORTIE, "%s", kNom);
+          // Kept: this exit keeps the group list and leaves the cursor on the field.
+          return usResultat;
+        }
+        if (!bAutorisee) {
+          return sortir_en_erreur(usCodeChamp, true);
+        }
+      }
+    }
+
+    uint32_t ulFinGroupe = 0;
+    usResultat = MC_usFinGroupe(usZone, &ulFinGroupe);
+    if (usResultat == MC_CR_OK && ulFinGroupe == 0) {
+      return sortir_en_erreur(code_nombre_champs(usGroupe));
+    }
+  }
+
+  if (usResultat == MC_ERR_FIN) {
+    usResultat = MC_CR_OK;
+    if (usNbGroupes == 0) {
+      // Kept: with an empty dictionary the end of the walk names the group after the last.
+      usResultat = code_groupe_inconnu(usGroupe);
+      MC_TRACE(kModule, kTrcFormat, MC_TRACE_ERREUR, "ERREUR  groupe inconnu, usResultat= 0x%04x",
+               static_cast<unsigned>(usResultat));
+    }
+  }
+  MC_Liberer(pusListe);
+  MC_usPositionnerDebut(usZone);
+  MC_TRACE(kModule, kTrcFormat, MC_TRACE_DETAIL, "MC_usControlerFormatZoneMemoire:usResultat = 0x%04x",
+           static_cast<unsigned>(usResultat));
+  MC_TRACE(kModule, kTrcFormat, MC_TRACE_SORTIE, "FIN de la fonction MC_usControlerFormatZoneMemoire");
+  return usResultat;
+}
