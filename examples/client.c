@@ -133,44 +133,119 @@ static int ajouter_groupe(uint16_t usZone, uint16_t usGroupe, const char *const 
   return 1;
 }
 
-/* Says in words which group or field a format control result names. */
-static void expliquer_format(uint16_t usCr) {
-  if (usCr == MC_CR_OK) {
-    printf("conforme\n");
-  } else if (usCr >= MC_ERR_NOMBRE_CHAMPS && usCr < MC_ERR_NOMBRE_CHAMPS + 0x800) {
-    printf("0x%04X: le groupe numero %u n'a pas le nombre de champs du dictionnaire\n",
-           (unsigned)usCr, (unsigned)(usCr - MC_ERR_NOMBRE_CHAMPS));
-  } else if (usCr >= MC_ERR_GROUPE_INCONNU && usCr < MC_ERR_NOMBRE_CHAMPS) {
-    printf("0x%04X: le groupe numero %u est inconnu du dictionnaire\n", (unsigned)usCr,
-           (unsigned)(usCr - MC_ERR_GROUPE_INCONNU));
-  } else if (usCr >= MC_ERR_FORMAT_CHAMP && usCr < MC_ERR_GROUPE_INCONNU) {
-    printf("0x%04X: le champ de rang %u (tous groupes confondus) est refuse "
-           "(type, longueur, presence ou valeur)\n",
-           (unsigned)usCr, (unsigned)(usCr - MC_ERR_FORMAT_CHAMP));
-  } else {
-    printf("0x%04X: zone mal formee ou erreur d'acces\n", (unsigned)usCr);
+/* Names of the groups and fields of the development dictionary. */
+static const char *nom_groupe(uint16_t usCode) {
+  switch (usCode) {
+    case 0x0100: return "client";
+    case 0x0200: return "adresse";
+    case 0x0300: return "contrat";
+    default: return "inconnu";
   }
 }
 
-/* A client (group 0x0100) and a contract (group 0x0300) of the development dictionary; the
- * faulty copy has a contract periodicity that is not one of the allowed values. */
+static const char *nom_champ(uint16_t usCode, uint16_t usNumero) {
+  static const char *const kClient[] = {"numero de client", "nom", "prenom", "date de naissance",
+                                        "sexe"};
+  static const char *const kAdresse[] = {"voie", "code postal", "commune", "pays"};
+  static const char *const kContrat[] = {"numero de contrat", "date d'effet", "periodicite",
+                                         "commentaire libre", "etat"};
+  if (usNumero == 0) {
+    return "?";
+  }
+  if (usCode == 0x0100 && usNumero <= 5) {
+    return kClient[usNumero - 1];
+  }
+  if (usCode == 0x0200 && usNumero <= 4) {
+    return kAdresse[usNumero - 1];
+  }
+  if (usCode == 0x0300 && usNumero <= 5) {
+    return kContrat[usNumero - 1];
+  }
+  return "?";
+}
+
+/* Code of the g-th group of the zone (from 1), 0 when there is none. */
+static uint16_t code_du_groupe(uint16_t usZone, uint16_t usOrdinal) {
+  uint16_t usCode = 0;
+  if (MC_usPositionnerDebut(usZone) != MC_CR_OK ||
+      MC_usAvancerGroupeSuivant(usZone, usOrdinal, 0, &usCode) != MC_CR_OK) {
+    usCode = 0;
+  }
+  MC_usPositionnerDebut(usZone);
+  return usCode;
+}
+
+/* Writes the meaning of a result of the format control into pcTexte. A field's rank counts
+ * the dictionary fields of the groups met in zone order, so the zone is walked again to find
+ * the group and the field that the rank names. */
+static void decrire_resultat(uint16_t usZone, uint16_t usCode, char *pcTexte, size_t stTaille) {
+  if (usCode == MC_CR_OK) {
+    snprintf(pcTexte, stTaille, "conforme");
+  } else if (usCode >= MC_ERR_GROUPE_INCONNU && usCode < MC_ERR_NOMBRE_CHAMPS) {
+    const uint16_t usOrdinal = (uint16_t)(usCode - MC_ERR_GROUPE_INCONNU);
+    snprintf(pcTexte, stTaille, "le groupe %u de la zone (code 0x%04X) est inconnu du dictionnaire",
+             (unsigned)usOrdinal, (unsigned)code_du_groupe(usZone, usOrdinal));
+  } else if (usCode >= MC_ERR_NOMBRE_CHAMPS && usCode < MC_ERR_NOMBRE_CHAMPS + 0x800) {
+    const uint16_t usOrdinal = (uint16_t)(usCode - MC_ERR_NOMBRE_CHAMPS);
+    const uint16_t usGroupe = code_du_groupe(usZone, usOrdinal);
+    snprintf(pcTexte, stTaille, "le groupe %u de la zone (%s) n'a pas le nombre de champs du dictionnaire",
+             (unsigned)usOrdinal, nom_groupe(usGroupe));
+  } else if (usCode > MC_ERR_FORMAT_CHAMP && usCode < MC_ERR_GROUPE_INCONNU) {
+    const uint32_t ulRang = (uint32_t)(usCode - MC_ERR_FORMAT_CHAMP);
+    uint32_t ulAvant = 0;
+    uint16_t usOrdinal = 0;
+    uint16_t usGroupe = 0;
+    snprintf(pcTexte, stTaille, "le champ de rang %u", (unsigned)ulRang);
+    MC_usPositionnerDebut(usZone);
+    while (MC_usAvancerGroupeSuivant(usZone, 1, 0, &usGroupe) == MC_CR_OK) {
+      MC_InformationChamp *psInfos = NULL;
+      uint16_t usNbChamps = 0;
+      ++usOrdinal;
+      if (MC_usDonnerInformationChamp(usGroupe, &psInfos, &usNbChamps) != MC_CR_OK) {
+        break;
+      }
+      MC_Liberer(psInfos);
+      if (ulRang <= ulAvant + usNbChamps) {
+        const uint16_t usNumero = (uint16_t)(ulRang - ulAvant);
+        snprintf(pcTexte, stTaille, "le champ %u (%s) du groupe %u (%s) est refuse",
+                 (unsigned)usNumero, nom_champ(usGroupe, usNumero), (unsigned)usOrdinal,
+                 nom_groupe(usGroupe));
+        break;
+      }
+      ulAvant += usNbChamps;
+    }
+    MC_usPositionnerDebut(usZone);
+  } else {
+    snprintf(pcTexte, stTaille, "zone mal formee ou erreur du dictionnaire");
+  }
+}
+
+/* A client (group 0x0100), an address (0x0200) and a contract (0x0300) of the development
+ * dictionary; the faulty copy has a contract periodicity that the dictionary does not allow. */
 static int controler_formats(void) {
-  static const char *const client[] = {"1234", "DUPONT", "JEAN", "19700101", "M"};
-  static const char *const contrat[] = {"20260001", "20261121", "12", "", "EN COURS"};
-  static const char *const contrat_faux[] = {"20260001", "20261121", "07", "", "EN COURS"};
+  static const char *const client[] = {"4711", "DUPONT", "JEAN", "19800229", "M"};
+  static const char *const adresse[] = {"12 RUE DES LILAS", "75011", "PARIS", "FR"};
+  static const char *const contrat[] = {"00001234", "20240101", "12", "", "EN COURS"};
+  static const char *const contrat_faux[] = {"00001234", "20240101", "06", "", "EN COURS"};
   uint16_t usBonne = 0;
   uint16_t usFausse = 0;
+  char szTexte[160];
+  uint16_t usCr;
   int iOk = ok("MC_usCreerZoneMemoire", MC_usCreerZoneMemoire(512, 1, &usBonne)) &&
             ok("MC_usCreerZoneMemoire", MC_usCreerZoneMemoire(512, 1, &usFausse)) &&
             ajouter_groupe(usBonne, 0x0100, client, 5) &&
+            ajouter_groupe(usBonne, 0x0200, adresse, 4) &&
             ajouter_groupe(usBonne, 0x0300, contrat, 5) &&
             ajouter_groupe(usFausse, 0x0100, client, 5) &&
+            ajouter_groupe(usFausse, 0x0200, adresse, 4) &&
             ajouter_groupe(usFausse, 0x0300, contrat_faux, 5);
   if (iOk) {
-    printf("Controle de format de la zone conforme: ");
-    expliquer_format(MC_usControlerFormatZoneMemoire(usBonne));
-    printf("Controle de format de la zone fautive: ");
-    expliquer_format(MC_usControlerFormatZoneMemoire(usFausse));
+    usCr = MC_usControlerFormatZoneMemoire(usBonne);
+    decrire_resultat(usBonne, usCr, szTexte, sizeof szTexte);
+    printf("Controle de format de la zone conforme: 0x%04X, %s\n", (unsigned)usCr, szTexte);
+    usCr = MC_usControlerFormatZoneMemoire(usFausse);
+    decrire_resultat(usFausse, usCr, szTexte, sizeof szTexte);
+    printf("Controle de format de la zone fautive: 0x%04X, %s\n", (unsigned)usCr, szTexte);
   }
   liberer_zone(usBonne);
   liberer_zone(usFausse);

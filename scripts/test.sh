@@ -18,7 +18,4 @@ cmake -S . -B build-asan -G Ninja -DMC_SANITIZE=ON -DMC_WERROR=ON -DMC_BUILD_BEN
 cmake --build build-asan -j"$jobs"
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=0
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
-if [[ -f tests/lsan.supp ]]; then
-  export LSAN_OPTIONS="suppressions=$PWD/tests/lsan.supp"
-fi
 ctest --test-dir build-asan -j"$jobs" --output-on-failure --timeout 900

@@ -8,12 +8,6 @@
 #include "mc.h"
 #include "zone/mczone.h"
 
-// The group list that the control keeps on purpose when it names an unknown group.
-extern "C" const char* __lsan_default_suppressions();
-extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
-  return "leak:MC_usDonnerListeGroupes\n";
-}
-
 namespace {
 
 MC_ChampDictionnaire champ(int32_t obligatoire, uint16_t min, uint16_t max, char type,
