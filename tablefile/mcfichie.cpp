@@ -72,10 +72,11 @@ FichierBinaire* nouvel_enregistrement(const char* pcRepertoire, const char* pcNo
 }
 
 // Steps shared by opening and creation: the table cleared on first use, a number reserved, and
-// a new record with copies of both names; a failed allocation traces pcMessage.
-// 0, 0xF801, 0xF80A.
+// a new record with copies of both names, for reading or for writing; a failed allocation traces
+// pcMessage. 0, 0xF801, 0xF80A.
 uint16_t reserver_fichier(uint16_t* pusNum, const char* pcRepertoire, const char* pcNomFichier,
-                          uint16_t usTypeControle, const char* pcMessage, FichierBinaire** ppsFichier) {
+                          uint16_t usTypeControle, bool bEcriture, const char* pcMessage,
+                          FichierBinaire** ppsFichier) {
   usInitialiserTableauFichiers();
   uint16_t usCr = usRechercherNumeroFichier(pusNum);
   if (usCr == MC_CR_OK) {
@@ -83,6 +84,9 @@ uint16_t reserver_fichier(uint16_t* pusNum, const char* pcRepertoire, const char
     if (*ppsFichier == nullptr) {
       MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "%s", pcMessage);
       usCr = MC_ERR_MEMOIRE;
+    } else {
+      (*ppsFichier)->usLecture = bEcriture ? 0 : 1;
+      (*ppsFichier)->usEcriture = bEcriture ? 1 : 0;
     }
   }
   return usCr;
@@ -310,13 +314,10 @@ extern "C" MC_API uint16_t MC_usInitialiserFichierBinaire(const char* pcRepertoi
     usCr = MC_usCreerNomCompletFichier(pcRepertoire, pcNomFichier, &pcNomComplet);
   }
   if (usCr == MC_CR_OK) {
-    usCr = mc::reserver_fichier(pusNumFichierBinaire, pcRepertoire, pcNomFichier, usTypeControle,
+    usCr = mc::reserver_fichier(pusNumFichierBinaire, pcRepertoire, pcNomFichier, usTypeControle, false,
                                 "MC_usCreerFichierBinaire : Probleme d'allocation memoire : "
                                 "psFichier->pcRepertoire ou psFichier->pcNomFichier",
                                 &psFichier);
-  }
-  if (usCr == MC_CR_OK) {
-    psFichier->usLecture = 1;
   }
   if (usCr == MC_CR_OK) {
     MC_TRACE(kModule, kTrcTables, MC_TRACE_DETAIL, "Ouverture du fichier %s", pcNomComplet);
@@ -393,13 +394,10 @@ extern "C" MC_API uint16_t MC_usCreerFichierBinaire(const char* pcRepertoire, co
     usCr = MC_ERR_POINTEUR;
   }
   if (usCr == MC_CR_OK) {
-    usCr = mc::reserver_fichier(pusNumFichierBinaire, pcRepertoire, pcNomFichier, usTypeControle,
+    usCr = mc::reserver_fichier(pusNumFichierBinaire, pcRepertoire, pcNomFichier, usTypeControle, true,
                                 "MC_usCreerFichierBinaire : ERREUR : probleme d'allocation memoire : "
                                 "psFichier->pcRepertoire ou psFichier->pcNomFichier",
                                 &psFichier);
-  }
-  if (usCr == MC_CR_OK) {
-    psFichier->usEcriture = 1;
   }
   if (usCr == MC_CR_OK) {
     usCr = MC_usCreerNomCompletFichier(pcRepertoire, pcNomFichier, &pcNomComplet);
