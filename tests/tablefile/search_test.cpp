@@ -100,7 +100,6 @@ TEST_F(SearchTest, ArgumentsAndNumbersAreChecked) {
   EnteteTable t;
   EXPECT_CODE(MC_ERR_ARGUMENT, MC_usRechercherTable(num_, nullptr, &t));
   EXPECT_CODE(MC_ERR_ARGUMENT, MC_usRechercherTable(num_, "ALPHA", nullptr));
-  EXPECT_CODE(MC_ERR_NUMERO, MC_usRechercherTable(0, "ALPHA", &t));
   EXPECT_CODE(MC_ERR_NUMERO, MC_usRechercherTable(99, "ALPHA", &t));
   EXPECT_CODE(MC_ERR_NUMERO, MC_usLireEnteteTable(99, &t));
 }
