@@ -117,24 +117,20 @@ TEST_F(FormatTest, HeaderFieldsGoOutAsTheyStandAndTheNameIsPadded) {
 }
 
 TEST_F(FormatTest, TwelveCharacterNameFillsItsFieldAndThirteenIsCut) {
-  uint16_t num = 0;
-  ASSERT_CODE(0, creer("abcdefghijkl", 1, &num, entete_exemple("abcdefghijkl")));
-  EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
-  const Bytes twelve = read_file(path("abcdefghijkl"));
-  EXPECT_EQ(bytes_of("abcdefghijkl 0100"), Bytes(twelve.begin() + 5, twelve.begin() + 22));
-  EXPECT_CODE(0, ouvrir("abcdefghijkl", 1, &num));
-  EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
-
   // Thirteen characters in the record's name field (no NUL left): the writer keeps twelve, and
   // the file can never be opened under its own name.
-  EnteteFichierBinaire e = entete_exemple("x");
-  memcpy(e.szNomFichier, "abcdefghijklm", 13);
-  ASSERT_CODE(0, creer("abcdefghijklm", 1, &num, e));
-  EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
-  const Bytes thirteen = read_file(path("abcdefghijklm"));
-  EXPECT_EQ(bytes_of("abcdefghijkl 0100"), Bytes(thirteen.begin() + 5, thirteen.begin() + 22));
-  EXPECT_CODE(MC_ERR_NOM_FICHIER, ouvrir("abcdefghijklm", 1, &num));
-  EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
+  for (const char* name : {"abcdefghijkl", "abcdefghijklm"}) {
+    SCOPED_TRACE(name);
+    EnteteFichierBinaire e = entete_exemple("x");
+    memcpy(e.szNomFichier, name, strlen(name));
+    uint16_t num = 0;
+    ASSERT_CODE(0, creer(name, 1, &num, e));
+    EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
+    const Bytes file = read_file(path(name));
+    EXPECT_EQ(bytes_of("abcdefghijkl 0100"), Bytes(file.begin() + 5, file.begin() + 22));
+    EXPECT_CODE(strlen(name) == 12 ? 0 : MC_ERR_NOM_FICHIER, ouvrir(name, 1, &num));
+    EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
+  }
 }
 
 TEST_F(FormatTest, NameOfTwelveSpacesIsStrippedToEmpty) {
