@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 
 #include "common/mcbytes.h"
 #include "runtime/mctrace.h"
@@ -18,13 +19,17 @@ constexpr uint8_t kDemiPoint = 0xF;     // the decimal point's half-byte
 
 bool en_ecriture(const FichierBinaire* ps) { return ps->usEcriture == 1 && ps->usLecture == 0; }
 
-// Slot lookup and write-mode check of the plain value writers. 0, 0xF807, 0xF811.
-uint16_t fichier_en_ecriture(uint16_t usNum, FichierBinaire** pps) {
+// Slot lookup and write-mode check; the header operations trace a refused mode.
+// 0, 0xF807, 0xF811.
+uint16_t fichier_en_ecriture(uint16_t usNum, FichierBinaire** pps, bool bTracer = false) {
   const uint16_t usCr = usRechercherFichier(usNum, pps);
-  if (usCr != MC_CR_OK) {
+  if (usCr != MC_CR_OK || en_ecriture(*pps)) {
     return usCr;
   }
-  return en_ecriture(*pps) ? MC_CR_OK : MC_ERR_TYPE;
+  if (bTracer) {
+    MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Le fichier n'est pas en ecriture");
+  }
+  return MC_ERR_TYPE;
 }
 
 // One value's bytes in one call. 0, 0xF610.
@@ -32,19 +37,43 @@ uint16_t ecrire(FILE* pFichier, const uint8_t* puc, size_t n) {
   return fwrite(puc, 1, n, pFichier) == n ? MC_CR_OK : MC_ERR_FICHIER;
 }
 
-// An integer of n big-endian bytes; the counter grows by n whether or not the write works.
-uint16_t ecrire_entier(uint16_t usNum, uint32_t ulValeur, size_t n) {
+// An integer of sizeof(T) big-endian bytes between its entry and exit lines, named pcNom; the
+// signed forms write the same bits, and the counter grows whether or not the write works.
+template <typename T>
+uint16_t ecrire_valeur(const char* pcNom, uint16_t usNum, T valeur) {
+  static_assert(std::is_integral_v<T> && sizeof(T) <= 4);
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "%s", pcNom);
   FichierBinaire* ps = nullptr;
-  const uint16_t usCr = fichier_en_ecriture(usNum, &ps);
-  if (usCr != MC_CR_OK) {
-    return usCr;
+  uint16_t usCr = fichier_en_ecriture(usNum, &ps);
+  if (usCr == MC_CR_OK) {
+    const auto ulValeur = static_cast<uint32_t>(static_cast<std::make_unsigned_t<T>>(valeur));
+    uint8_t auc[sizeof(T)];
+    for (size_t i = 0; i < sizeof auc; ++i) {
+      auc[i] = static_cast<uint8_t>(ulValeur >> (8 * (sizeof auc - 1 - i)));
+    }
+    ps->ulCompteurOctets += static_cast<uint32_t>(sizeof auc);
+    usCr = ecrire(ps->pFichier, auc, sizeof auc);
   }
-  uint8_t auc[4];
-  for (size_t i = 0; i < n; ++i) {
-    auc[i] = static_cast<uint8_t>(ulValeur >> (8 * (n - 1 - i)));
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "%s", pcNom);
+  return usCr;
+}
+
+// A field of ulNombre units of `taille` bytes, as they lie in memory; the counter grows only after
+// a complete write. 0, 0xF610, 0xF802 (no buffer), 0xF807, 0xF811.
+uint16_t ecrire_champ(uint16_t usNum, const void* pvBuffer, size_t taille, uint32_t ulNombre) {
+  FichierBinaire* ps = nullptr;
+  uint16_t usCr = fichier_en_ecriture(usNum, &ps);
+  if (usCr == MC_CR_OK && pvBuffer == nullptr && ulNombre != 0) {
+    usCr = MC_ERR_ARGUMENT;
   }
-  ps->ulCompteurOctets += static_cast<uint32_t>(n);
-  return ecrire(ps->pFichier, auc, n);
+  if (usCr == MC_CR_OK && ulNombre != 0) {
+    if (fwrite(pvBuffer, taille, ulNombre, ps->pFichier) != ulNombre) {
+      usCr = MC_ERR_FICHIER;
+    } else {
+      ps->ulCompteurOctets += static_cast<uint32_t>(taille * ulNombre);
+    }
+  }
+  return usCr;
 }
 
 uint8_t demi_octet(char c) {
@@ -149,11 +178,7 @@ uint16_t usEcrireEnteteFichierBinaire(uint16_t usNumFichierBinaire, const Entete
   MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "usEcrireEnteteFichierBinaire : usNumFichierBinaire = %d",
            usNumFichierBinaire);
   FichierBinaire* ps = nullptr;
-  uint16_t usCr = usRechercherFichier(usNumFichierBinaire, &ps);
-  if (usCr == MC_CR_OK && !en_ecriture(ps)) {
-    MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Le fichier n'est pas en ecriture");
-    usCr = MC_ERR_TYPE;
-  }
+  uint16_t usCr = fichier_en_ecriture(usNumFichierBinaire, &ps, true);
   if (usCr == MC_CR_OK && psEntete == nullptr) {
     usCr = MC_ERR_ARGUMENT;
   }
@@ -207,11 +232,7 @@ extern "C" MC_API uint16_t MC_usEcrireEnteteTable(uint16_t usNumFichierBinaire,
   MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireEnteteTable : usNumFichierBinaire = %d",
            usNumFichierBinaire);
   FichierBinaire* ps = nullptr;
-  uint16_t usCr = mc::usRechercherFichier(usNumFichierBinaire, &ps);
-  if (usCr == MC_CR_OK && !mc::en_ecriture(ps)) {
-    MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Le fichier n'est pas en ecriture");
-    usCr = MC_ERR_TYPE;
-  }
+  uint16_t usCr = mc::fichier_en_ecriture(usNumFichierBinaire, &ps, true);
   if (usCr == MC_CR_OK && psEnteteTable == nullptr) {
     usCr = MC_ERR_ARGUMENT;
   }
@@ -241,12 +262,9 @@ extern "C" MC_API uint16_t MC_usEcrireTaille(uint16_t usNumFichierBinaire) {
   MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireEnteteTable : usNumFichierBinaire = %d",
            usNumFichierBinaire);
   FichierBinaire* ps = nullptr;
-  uint16_t usCr = mc::usRechercherFichier(usNumFichierBinaire, &ps);
+  uint16_t usCr = mc::fichier_en_ecriture(usNumFichierBinaire, &ps, true);
   if (usCr == MC_CR_OK) {
-    if (!mc::en_ecriture(ps)) {
-      MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Le fichier n'est pas en ecriture");
-      usCr = MC_ERR_TYPE;
-    } else if (mc::g_etatFichiers.lPositionTailleTable == 0) {
+    if (mc::g_etatFichiers.lPositionTailleTable == 0) {
       MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Pas d'entete de table de cree");
       usCr = MC_ERR_TYPE;
     } else if (fseek(ps->pFichier, mc::g_etatFichiers.lPositionTailleTable, SEEK_SET) != 0) {
@@ -261,55 +279,38 @@ extern "C" MC_API uint16_t MC_usEcrireTaille(uint16_t usNumFichierBinaire) {
         mc::g_etatFichiers.lPositionTailleTable = 0;
       }
     }
-    if (fseek(ps->pFichier, 0L, SEEK_END) != 0) {
-      MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Probleme de positionnement dans le fichier");
-      usCr = MC_ERR_FICHIER;
-    }
+  }
+  // Whenever the slot was found, in write mode or not, the stream goes back to the end.
+  if (ps != nullptr && fseek(ps->pFichier, 0L, SEEK_END) != 0) {
+    MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Probleme de positionnement dans le fichier");
+    usCr = MC_ERR_FICHIER;
   }
   MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireTaille : Code retour = 0x%04x", usCr);
   return usCr;
 }
 
 extern "C" MC_API uint16_t MC_usEcrireUnsignedChar(uint16_t usNumFichierBinaire, uint8_t ucValeur) {
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireUnsignedChar");
-  const uint16_t usCr = mc::ecrire_entier(usNumFichierBinaire, ucValeur, 1);
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireUnsignedChar");
-  return usCr;
+  return mc::ecrire_valeur("MC_usEcrireUnsignedChar", usNumFichierBinaire, ucValeur);
 }
 
 extern "C" MC_API uint16_t MC_usEcrireSignedChar(uint16_t usNumFichierBinaire, int8_t cValeur) {
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireSignedChar");
-  const uint16_t usCr = mc::ecrire_entier(usNumFichierBinaire, static_cast<uint8_t>(cValeur), 1);
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireSignedChar");
-  return usCr;
+  return mc::ecrire_valeur("MC_usEcrireSignedChar", usNumFichierBinaire, cValeur);
 }
 
 extern "C" MC_API uint16_t MC_usEcrireUnsignedShort(uint16_t usNumFichierBinaire, uint16_t usValeur) {
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireUnsignedShort");
-  const uint16_t usCr = mc::ecrire_entier(usNumFichierBinaire, usValeur, 2);
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireUnsignedShort");
-  return usCr;
+  return mc::ecrire_valeur("MC_usEcrireUnsignedShort", usNumFichierBinaire, usValeur);
 }
 
 extern "C" MC_API uint16_t MC_usEcrireSignedShort(uint16_t usNumFichierBinaire, int16_t sValeur) {
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireSignedShort");
-  const uint16_t usCr = mc::ecrire_entier(usNumFichierBinaire, static_cast<uint16_t>(sValeur), 2);
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireSignedShort");
-  return usCr;
+  return mc::ecrire_valeur("MC_usEcrireSignedShort", usNumFichierBinaire, sValeur);
 }
 
 extern "C" MC_API uint16_t MC_usEcrireUnsignedLong(uint16_t usNumFichierBinaire, uint32_t ulValeur) {
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireUnsignedLong");
-  const uint16_t usCr = mc::ecrire_entier(usNumFichierBinaire, ulValeur, 4);
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireUnsignedLong");
-  return usCr;
+  return mc::ecrire_valeur("MC_usEcrireUnsignedLong", usNumFichierBinaire, ulValeur);
 }
 
 extern "C" MC_API uint16_t MC_usEcrireSignedLong(uint16_t usNumFichierBinaire, int32_t lValeur) {
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireSignedLong");
-  const uint16_t usCr = mc::ecrire_entier(usNumFichierBinaire, static_cast<uint32_t>(lValeur), 4);
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireSignedLong");
-  return usCr;
+  return mc::ecrire_valeur("MC_usEcrireSignedLong", usNumFichierBinaire, lValeur);
 }
 
 extern "C" MC_API uint16_t MC_usEcrireDouble(uint16_t usNumFichierBinaire, double dValeur) {
@@ -350,18 +351,7 @@ extern "C" MC_API uint16_t MC_usEcrireDate(uint16_t usNumFichierBinaire, uint16_
 extern "C" MC_API uint16_t MC_usEcrireChampFixe(uint16_t usNumFichierBinaire, const void* pvBuffer,
                                                 uint32_t ulLongueur) {
   MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireChampFixe");
-  FichierBinaire* ps = nullptr;
-  uint16_t usCr = mc::fichier_en_ecriture(usNumFichierBinaire, &ps);
-  if (usCr == MC_CR_OK && pvBuffer == nullptr && ulLongueur != 0) {
-    usCr = MC_ERR_ARGUMENT;
-  }
-  if (usCr == MC_CR_OK && ulLongueur != 0) {
-    if (fwrite(pvBuffer, 1, ulLongueur, ps->pFichier) != ulLongueur) {
-      usCr = MC_ERR_FICHIER;
-    } else {
-      ps->ulCompteurOctets += ulLongueur;
-    }
-  }
+  const uint16_t usCr = mc::ecrire_champ(usNumFichierBinaire, pvBuffer, 1, ulLongueur);
   MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireChampFixe");
   return usCr;
 }
@@ -369,19 +359,8 @@ extern "C" MC_API uint16_t MC_usEcrireChampFixe(uint16_t usNumFichierBinaire, co
 extern "C" MC_API uint16_t MC_usEcrireChampUnicodeFixe(uint16_t usNumFichierBinaire,
                                                        const uint16_t* pusBuffer, uint32_t ulNombre) {
   MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireChampUnicodeFixe");
-  FichierBinaire* ps = nullptr;
-  uint16_t usCr = mc::fichier_en_ecriture(usNumFichierBinaire, &ps);
-  if (usCr == MC_CR_OK && pusBuffer == nullptr && ulNombre != 0) {
-    usCr = MC_ERR_ARGUMENT;
-  }
-  if (usCr == MC_CR_OK && ulNombre != 0) {
-    // Kept: the units go out as they lie in memory, not as big-endian integers.
-    if (fwrite(pusBuffer, sizeof(uint16_t), ulNombre, ps->pFichier) != ulNombre) {
-      usCr = MC_ERR_FICHIER;
-    } else {
-      ps->ulCompteurOctets += 2 * ulNombre;
-    }
-  }
+  // Kept: the units go out as they lie in memory, not as big-endian integers.
+  const uint16_t usCr = mc::ecrire_champ(usNumFichierBinaire, pusBuffer, sizeof(uint16_t), ulNombre);
   MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireChampUnicodeFixe");
   return usCr;
 }

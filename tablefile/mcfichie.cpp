@@ -71,6 +71,27 @@ FichierBinaire* nouvel_enregistrement(const char* pcRepertoire, const char* pcNo
   return ps;
 }
 
+// Steps shared by opening and creation: the table cleared on first use, a number reserved, and
+// a new record with copies of both names, for reading or for writing; a failed allocation traces
+// pcMessage. 0, 0xF801, 0xF80A.
+uint16_t reserver_fichier(uint16_t* pusNum, const char* pcRepertoire, const char* pcNomFichier,
+                          uint16_t usTypeControle, bool bEcriture, const char* pcMessage,
+                          FichierBinaire** ppsFichier) {
+  usInitialiserTableauFichiers();
+  uint16_t usCr = usRechercherNumeroFichier(pusNum);
+  if (usCr == MC_CR_OK) {
+    *ppsFichier = nouvel_enregistrement(pcRepertoire, pcNomFichier, usTypeControle);
+    if (*ppsFichier == nullptr) {
+      MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "%s", pcMessage);
+      usCr = MC_ERR_MEMOIRE;
+    } else {
+      (*ppsFichier)->usLecture = bEcriture ? 0 : 1;
+      (*ppsFichier)->usEcriture = bEcriture ? 1 : 0;
+    }
+  }
+  return usCr;
+}
+
 bool numero_valide(uint16_t usNum) { return usNum != 0 && usNum <= kNbFichiers; }
 
 // Clean-up of a failed opening or creation: the entry of the number held is emptied unless it is
@@ -293,19 +314,10 @@ extern "C" MC_API uint16_t MC_usInitialiserFichierBinaire(const char* pcRepertoi
     usCr = MC_usCreerNomCompletFichier(pcRepertoire, pcNomFichier, &pcNomComplet);
   }
   if (usCr == MC_CR_OK) {
-    mc::usInitialiserTableauFichiers();
-    usCr = mc::usRechercherNumeroFichier(pusNumFichierBinaire);
-  }
-  if (usCr == MC_CR_OK) {
-    psFichier = mc::nouvel_enregistrement(pcRepertoire, pcNomFichier, usTypeControle);
-    if (psFichier == nullptr) {
-      MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR,
-               "MC_usCreerFichierBinaire : Probleme d'allocation memoire : psFichier->pcRepertoire "
-               "ou psFichier->pcNomFichier");
-      usCr = MC_ERR_MEMOIRE;
-    } else {
-      psFichier->usLecture = 1;
-    }
+    usCr = mc::reserver_fichier(pusNumFichierBinaire, pcRepertoire, pcNomFichier, usTypeControle, false,
+                                "MC_usCreerFichierBinaire : Probleme d'allocation memoire : "
+                                "psFichier->pcRepertoire ou psFichier->pcNomFichier",
+                                &psFichier);
   }
   if (usCr == MC_CR_OK) {
     MC_TRACE(kModule, kTrcTables, MC_TRACE_DETAIL, "Ouverture du fichier %s", pcNomComplet);
@@ -382,19 +394,10 @@ extern "C" MC_API uint16_t MC_usCreerFichierBinaire(const char* pcRepertoire, co
     usCr = MC_ERR_POINTEUR;
   }
   if (usCr == MC_CR_OK) {
-    mc::usInitialiserTableauFichiers();
-    usCr = mc::usRechercherNumeroFichier(pusNumFichierBinaire);
-  }
-  if (usCr == MC_CR_OK) {
-    psFichier = mc::nouvel_enregistrement(pcRepertoire, pcNomFichier, usTypeControle);
-    if (psFichier == nullptr) {
-      MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR,
-               "MC_usCreerFichierBinaire : ERREUR : probleme d'allocation memoire : "
-               "psFichier->pcRepertoire ou psFichier->pcNomFichier");
-      usCr = MC_ERR_MEMOIRE;
-    } else {
-      psFichier->usEcriture = 1;
-    }
+    usCr = mc::reserver_fichier(pusNumFichierBinaire, pcRepertoire, pcNomFichier, usTypeControle, true,
+                                "MC_usCreerFichierBinaire : ERREUR : probleme d'allocation memoire : "
+                                "psFichier->pcRepertoire ou psFichier->pcNomFichier",
+                                &psFichier);
   }
   if (usCr == MC_CR_OK) {
     usCr = MC_usCreerNomCompletFichier(pcRepertoire, pcNomFichier, &pcNomComplet);

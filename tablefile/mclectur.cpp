@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 
 #include "common/mcbytes.h"
 #include "runtime/mctrace.h"
@@ -43,6 +44,31 @@ uint16_t lire_octets(uint16_t usNum, const void* pvCible, uint8_t* puc, size_t n
   return MC_CR_OK;
 }
 
+// One typed value between its entry and exit lines, named pcNom: an integer of sizeof(T)
+// big-endian bytes, the signed forms keeping the same bits, or a packed double (which also
+// fails on a stream error). The target is untouched on failure.
+template <typename T>
+uint16_t lire_valeur(const char* pcNom, uint16_t usNum, T* pValeur) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "%s", pcNom);
+  constexpr bool bDouble = std::is_floating_point_v<T>;
+  static_assert(sizeof(T) <= 4 || (bDouble && sizeof(T) == 8));
+  uint8_t auc[sizeof(T)];
+  const uint16_t usCr = lire_octets(usNum, pValeur, auc, sizeof auc, bDouble);
+  if (usCr == MC_CR_OK) {
+    if constexpr (bDouble) {
+      *pValeur = decoder_double(auc);
+    } else {
+      uint32_t ulValeur = 0;
+      for (const uint8_t uc : auc) {
+        ulValeur = (ulValeur << 8) | uc;
+      }
+      *pValeur = static_cast<T>(ulValeur);
+    }
+  }
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "%s", pcNom);
+  return usCr;
+}
+
 // Replaces the trailing spaces of a field of n characters by NULs, never before its first one.
 void retirer_blancs(char* pc, size_t n) {
   for (size_t i = n; i > 0 && pc[i - 1] == ' '; --i) {
@@ -55,27 +81,28 @@ void copier_champ(char* pcCible, const uint8_t* puc, size_t n) {
   pcCible[n] = '\0';
 }
 
-// A fixed field of ulLongueur bytes of which at most ulPlace go to the buffer; the shortfall is
-// reported against ulLongueur. Stores the number of bytes read.
-uint16_t lire_champ(uint16_t usNum, void* pvBuffer, uint32_t ulLongueur, uint32_t ulPlace,
-                    uint32_t* pulLus) {
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usLireChampFixe");
+// A fixed field of ulNombre units of `taille` bytes, between the entry and exit lines of pcNom,
+// of which at most ulPlace units go to the buffer; the shortfall is reported against ulNombre.
+// Stores the number of units read.
+uint16_t lire_champ(const char* pcNom, uint16_t usNum, void* pvBuffer, size_t taille, uint32_t ulNombre,
+                    uint32_t ulPlace, uint32_t* pulLus) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "%s", pcNom);
   FichierBinaire* ps = nullptr;
   *pulLus = 0;
   uint16_t usCr = usRechercherFichier(usNum, &ps);
-  if (usCr == MC_CR_OK && pvBuffer == nullptr && ulLongueur != 0) {
+  if (usCr == MC_CR_OK && pvBuffer == nullptr && ulNombre != 0) {
     usCr = MC_ERR_ARGUMENT;
   }
-  if (usCr == MC_CR_OK && ulLongueur != 0) {
-    const size_t lus = fread(pvBuffer, 1, ulPlace < ulLongueur ? ulPlace : ulLongueur, ps->pFichier);
+  if (usCr == MC_CR_OK && ulNombre != 0) {
+    const size_t lus = fread(pvBuffer, taille, ulPlace < ulNombre ? ulPlace : ulNombre, ps->pFichier);
     *pulLus = static_cast<uint32_t>(lus);
-    if (lus != ulLongueur) {
+    if (lus != ulNombre) {
       usCr = MC_ERR_FIN_FICHIER;
-      MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "MC_usLireChampFixe : Fin de fichier lu %d a liree %d usCr %d",
-               static_cast<int>(lus), static_cast<int>(ulLongueur), static_cast<int>(usCr));
+      MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "%s : Fin de fichier lu %d a liree %d usCr %d", pcNom,
+               static_cast<int>(lus), static_cast<int>(ulNombre), static_cast<int>(usCr));
     }
   }
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usLireChampFixe");
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "%s", pcNom);
   return usCr;
 }
 
@@ -289,80 +316,31 @@ extern "C" MC_API uint16_t MC_usRechercherTable(uint16_t usNumFichierBinaire, co
 }
 
 extern "C" MC_API uint16_t MC_usLireUnsignedChar(uint16_t usNumFichierBinaire, uint8_t* pucValeur) {
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usLireUnsignedChar");
-  uint8_t auc[1];
-  const uint16_t usCr = mc::lire_octets(usNumFichierBinaire, pucValeur, auc, sizeof auc);
-  if (usCr == MC_CR_OK) {
-    *pucValeur = auc[0];
-  }
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usLireUnsignedChar");
-  return usCr;
+  return mc::lire_valeur("MC_usLireUnsignedChar", usNumFichierBinaire, pucValeur);
 }
 
 extern "C" MC_API uint16_t MC_usLireSignedChar(uint16_t usNumFichierBinaire, int8_t* pcValeur) {
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usLireSignedChar");
-  uint8_t auc[1];
-  const uint16_t usCr = mc::lire_octets(usNumFichierBinaire, pcValeur, auc, sizeof auc);
-  if (usCr == MC_CR_OK) {
-    *pcValeur = static_cast<int8_t>(auc[0]);
-  }
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usLireSignedChar");
-  return usCr;
+  return mc::lire_valeur("MC_usLireSignedChar", usNumFichierBinaire, pcValeur);
 }
 
 extern "C" MC_API uint16_t MC_usLireUnsignedShort(uint16_t usNumFichierBinaire, uint16_t* pusValeur) {
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usLireUnsignedShort");
-  uint8_t auc[2];
-  const uint16_t usCr = mc::lire_octets(usNumFichierBinaire, pusValeur, auc, sizeof auc);
-  if (usCr == MC_CR_OK) {
-    *pusValeur = mc::load_be16(auc);
-  }
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usLireUnsignedShort");
-  return usCr;
+  return mc::lire_valeur("MC_usLireUnsignedShort", usNumFichierBinaire, pusValeur);
 }
 
 extern "C" MC_API uint16_t MC_usLireSignedShort(uint16_t usNumFichierBinaire, int16_t* psValeur) {
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usLireSignedShort");
-  uint8_t auc[2];
-  const uint16_t usCr = mc::lire_octets(usNumFichierBinaire, psValeur, auc, sizeof auc);
-  if (usCr == MC_CR_OK) {
-    *psValeur = static_cast<int16_t>(mc::load_be16(auc));
-  }
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usLireSignedShort");
-  return usCr;
+  return mc::lire_valeur("MC_usLireSignedShort", usNumFichierBinaire, psValeur);
 }
 
 extern "C" MC_API uint16_t MC_usLireUnsignedLong(uint16_t usNumFichierBinaire, uint32_t* pulValeur) {
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usLireUnsignedLong");
-  uint8_t auc[4];
-  const uint16_t usCr = mc::lire_octets(usNumFichierBinaire, pulValeur, auc, sizeof auc);
-  if (usCr == MC_CR_OK) {
-    *pulValeur = mc::load_be32(auc);
-  }
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usLireUnsignedLong");
-  return usCr;
+  return mc::lire_valeur("MC_usLireUnsignedLong", usNumFichierBinaire, pulValeur);
 }
 
 extern "C" MC_API uint16_t MC_usLireSignedLong(uint16_t usNumFichierBinaire, int32_t* plValeur) {
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usLireSignedLong");
-  uint8_t auc[4];
-  const uint16_t usCr = mc::lire_octets(usNumFichierBinaire, plValeur, auc, sizeof auc);
-  if (usCr == MC_CR_OK) {
-    *plValeur = static_cast<int32_t>(mc::load_be32(auc));
-  }
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usLireSignedLong");
-  return usCr;
+  return mc::lire_valeur("MC_usLireSignedLong", usNumFichierBinaire, plValeur);
 }
 
 extern "C" MC_API uint16_t MC_usLireDouble(uint16_t usNumFichierBinaire, double* pdValeur) {
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usLireDouble");
-  uint8_t auc[8];
-  const uint16_t usCr = mc::lire_octets(usNumFichierBinaire, pdValeur, auc, sizeof auc, true);
-  if (usCr == MC_CR_OK) {
-    *pdValeur = mc::decoder_double(auc);
-  }
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usLireDouble");
-  return usCr;
+  return mc::lire_valeur("MC_usLireDouble", usNumFichierBinaire, pdValeur);
 }
 
 extern "C" MC_API uint16_t MC_usLireDate(uint16_t usNumFichierBinaire, uint16_t* pusValeur1,
@@ -382,28 +360,15 @@ extern "C" MC_API uint16_t MC_usLireDate(uint16_t usNumFichierBinaire, uint16_t*
 extern "C" MC_API uint16_t MC_usLireChampFixe(uint16_t usNumFichierBinaire, void* pvBuffer,
                                               uint32_t ulLongueur) {
   uint32_t ulLus = 0;
-  return mc::lire_champ(usNumFichierBinaire, pvBuffer, ulLongueur, ulLongueur, &ulLus);
+  return mc::lire_champ("MC_usLireChampFixe", usNumFichierBinaire, pvBuffer, 1, ulLongueur, ulLongueur,
+                        &ulLus);
 }
 
 extern "C" MC_API uint16_t MC_usLireChampUnicodeFixe(uint16_t usNumFichierBinaire, uint16_t* pusBuffer,
                                                      uint32_t ulNombre) {
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usLireChampUnicodeFixe");
-  FichierBinaire* ps = nullptr;
-  uint16_t usCr = mc::usRechercherFichier(usNumFichierBinaire, &ps);
-  if (usCr == MC_CR_OK && pusBuffer == nullptr && ulNombre != 0) {
-    usCr = MC_ERR_ARGUMENT;
-  }
-  if (usCr == MC_CR_OK && ulNombre != 0) {
-    const size_t lus = fread(pusBuffer, sizeof(uint16_t), ulNombre, ps->pFichier);
-    if (lus != ulNombre) {
-      usCr = MC_ERR_FIN_FICHIER;
-      MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR,
-               "MC_usLireChampUnicodeFixe : Fin de fichier lu %d a liree %d usCr %d",
-               static_cast<int>(lus), static_cast<int>(ulNombre), static_cast<int>(usCr));
-    }
-  }
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usLireChampUnicodeFixe");
-  return usCr;
+  uint32_t ulLus = 0;
+  return mc::lire_champ("MC_usLireChampUnicodeFixe", usNumFichierBinaire, pusBuffer, sizeof(uint16_t),
+                        ulNombre, ulNombre, &ulLus);
 }
 
 extern "C" MC_API uint16_t MC_usLireChaineVariable(uint16_t usNumFichierBinaire, char** ppcTexte) {
@@ -448,7 +413,8 @@ extern "C" MC_API uint16_t MC_usLireChaineVariable(uint16_t usNumFichierBinaire,
       usCr = MC_ERR_MEMOIRE;
     } else {
       uint32_t ulLus = 0;
-      usCr = mc::lire_champ(usNumFichierBinaire, pcTexte, ulLongueur, ulPlace, &ulLus);
+      usCr = mc::lire_champ("MC_usLireChampFixe", usNumFichierBinaire, pcTexte, 1, ulLongueur, ulPlace,
+                            &ulLus);
       pcTexte[ulLus] = '\0';
       // The text is the caller's even when its characters could not all be read.
       *ppcTexte = pcTexte;

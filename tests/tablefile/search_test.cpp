@@ -1,18 +1,9 @@
 // search_test.cpp -- searching tables by name in hand-built files with descriptor entries and
 // several tables: from before and after the current position, one round and no more.
-#include <algorithm>
-
 #include "tests/tablefile/tftest.h"
 
 namespace mc::test {
 namespace {
-
-size_t count_lines(const std::vector<std::string>& lines, const std::string& wanted) {
-  return static_cast<size_t>(std::count_if(lines.begin(), lines.end(), [&](const std::string& l) {
-    const size_t start = l.find_first_not_of(' ');
-    return start != std::string::npos && l.substr(start) == wanted;
-  }));
-}
 
 class SearchTest : public TableFileTest {
  protected:
@@ -109,7 +100,6 @@ TEST_F(SearchTest, ArgumentsAndNumbersAreChecked) {
   EnteteTable t;
   EXPECT_CODE(MC_ERR_ARGUMENT, MC_usRechercherTable(num_, nullptr, &t));
   EXPECT_CODE(MC_ERR_ARGUMENT, MC_usRechercherTable(num_, "ALPHA", nullptr));
-  EXPECT_CODE(MC_ERR_NUMERO, MC_usRechercherTable(0, "ALPHA", &t));
   EXPECT_CODE(MC_ERR_NUMERO, MC_usRechercherTable(99, "ALPHA", &t));
   EXPECT_CODE(MC_ERR_NUMERO, MC_usLireEnteteTable(99, &t));
 }

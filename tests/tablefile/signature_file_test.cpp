@@ -1,54 +1,29 @@
 // signature_file_test.cpp -- signed table files (control type 2): signing at release, checking
 // at opening, cross-checked with OpenSSL and with the openssl command.
-#include <sys/stat.h>
-
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
-#include "runtime/mcmemoir.h"
 #include "signature_support.h"
-#include "support/mctest.h"
-#include "tablefile/mcfichie.h"
+#include "tests/tablefile/tftest.h"
 
 namespace mc::test {
 namespace {
 
 constexpr const char* kNom = "signe.tbx";
 
-class SignedFile : public ::testing::Test {
+class SignedFile : public TableFileTest {
  protected:
   void SetUp() override {
-    mc::testing::reset_trace();
-    mc::testing::reset_memoire();
-    mc::testing::reset_fichiers();
-    dir_ = temp_path("dir");
-    ASSERT_EQ(0, mkdir(dir_.c_str(), 0700));
-    path_ = dir_ + "/" + kNom;
-  }
-  void TearDown() override {
-    mc::testing::reset_fichiers();
-    mc::testing::reset_trace();
+    TableFileTest::SetUp();
+    path_ = path(kNom);
   }
 
   // Writes the sample file with a control type; returns the release's code.
   uint16_t write(uint16_t type, const std::string& key) {
-    EnteteFichierBinaire entete;
-    std::memset(&entete, 0, sizeof entete);
-    std::strcpy(entete.szNomFichier, kNom);
-    std::strcpy(entete.szVersion, "0100");
-    std::strcpy(entete.szTexte5, "00001");
-    std::strcpy(entete.szTexte8, "20260115");
-    std::strcpy(entete.szVersionRequise, "0100");
-    std::strcpy(entete.szTexte5b, "00002");
-    std::strcpy(entete.szTexte10, "0000000003");
-    std::strcpy(entete.szCommentaire, "table signee");
     uint16_t num = 0;
-    EXPECT_CODE(0, MC_usCreerFichierBinaire(dir_.c_str(), kNom, type, &entete, &num));
-    EnteteTable table;
-    std::memset(&table, 0, sizeof table);
-    std::memcpy(table.szNomTable, "TEST      ", 10);
-    table.ulNombreEnregistrements = 3;
+    EXPECT_CODE(0, creer(kNom, type, &num, entete_exemple(kNom, "table signee")));
+    const EnteteTable table = entete_table("TEST", 3);
     EXPECT_CODE(0, MC_usEcrireEnteteTable(num, &table));
     for (uint16_t v : {0x0102, 0xBEEF, 0x7F80}) {
       EXPECT_CODE(0, MC_usEcrireUnsignedShort(num, v));
@@ -59,9 +34,8 @@ class SignedFile : public ::testing::Test {
 
   // Opens the file with control type 2 and releases it at once; the opening's code.
   uint16_t open_signed() {
-    EnteteFichierBinaire entete;
     uint16_t num = 0;
-    const uint16_t code = MC_usInitialiserFichierBinaire(dir_.c_str(), kNom, 2, &num, &entete);
+    const uint16_t code = ouvrir(kNom, MC_CONTROLE_SIGNATURE, &num);
     if (num != 0) {
       EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
     }
@@ -74,7 +48,6 @@ class SignedFile : public ::testing::Test {
     return read_file(path_);
   }
 
-  std::string dir_;
   std::string path_;
 };
 
@@ -103,7 +76,7 @@ TEST_F(SignedFile, OpensAndReadsBackThenReleasesUnchanged) {
   const Bytes before = read_file(path_);
   EnteteFichierBinaire entete;
   uint16_t num = 0;
-  ASSERT_CODE(0, MC_usInitialiserFichierBinaire(dir_.c_str(), kNom, 2, &num, &entete));
+  ASSERT_CODE(0, ouvrir(kNom, MC_CONTROLE_SIGNATURE, &num, &entete));
   EXPECT_STREQ("table signee", entete.szCommentaire);
   EnteteTable table;
   ASSERT_CODE(0, MC_usRechercherTable(num, "TEST", &table));
@@ -196,9 +169,8 @@ TEST_F(SignedFile, CheckReportsRsarefCodeThatOpeningTurnsInto0xF630) {
   Bytes file = read_file(path_);
   file[100] ^= 0x20;
   write_file(path_, file);
-  EnteteFichierBinaire entete;
   uint16_t num = 0;
-  ASSERT_CODE(0, MC_usInitialiserFichierBinaire(dir_.c_str(), kNom, 0, &num, &entete));
+  ASSERT_CODE(0, ouvrir(kNom, 0, &num));
   EXPECT_CODE(RE_SIGNATURE, MC_usVerifierSignatureFichier(num));
   mc::testing::faire_echouer_allocation(0);
   EXPECT_CODE(MC_ERR_FICHIER, MC_usVerifierSignatureFichier(num)) << "no public key";
@@ -208,9 +180,8 @@ TEST_F(SignedFile, CheckReportsRsarefCodeThatOpeningTurnsInto0xF630) {
 
 TEST_F(SignedFile, CheckTracesEntryAndExit) {
   ASSERT_CODE(0, write(2, dev_private_key_path()));
-  EnteteFichierBinaire entete;
   uint16_t num = 0;
-  ASSERT_CODE(0, MC_usInitialiserFichierBinaire(dir_.c_str(), kNom, 0, &num, &entete));
+  ASSERT_CODE(0, ouvrir(kNom, 0, &num));
   TraceCapture trace({{1, 7, 2}});
   EXPECT_CODE(0, MC_usVerifierSignatureFichier(num));
   trace.stop();
@@ -286,9 +257,8 @@ TEST_F(SignedFile, SigningNeedsAnOpenWrittenSlot) {
 TEST_F(SignedFile, SigningAFileOpenedForReadingCannotWriteTheSignature) {
   ASSERT_CODE(0, write(0, ""));
   const Bytes before = read_file(path_);
-  EnteteFichierBinaire entete;
   uint16_t num = 0;
-  ASSERT_CODE(0, MC_usInitialiserFichierBinaire(dir_.c_str(), kNom, 0, &num, &entete));
+  ASSERT_CODE(0, ouvrir(kNom, 0, &num));
   EXPECT_CODE(MC_ERR_FICHIER, MC_usEcrireSignatureFichier(num, dev_private_key_path().c_str()));
   EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
   EXPECT_EQ(before, read_file(path_));

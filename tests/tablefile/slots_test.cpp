@@ -1,17 +1,9 @@
 // slots_test.cpp -- the slot table: numbers, reservation, opening, creation, release and the
 // positioning helpers.
-#include <algorithm>
-
 #include "tests/tablefile/tftest.h"
 
 namespace mc::test {
 namespace {
-
-bool has_line(const std::vector<std::string>& lines, const std::string& wanted) {
-  return std::any_of(lines.begin(), lines.end(), [&](const std::string& l) {
-    return l.find_first_not_of(' ') != std::string::npos && l.substr(l.find_first_not_of(' ')) == wanted;
-  });
-}
 
 class SlotTest : public TableFileTest {
  protected:
@@ -82,35 +74,30 @@ TEST_F(SlotTest, NumbersOutsideOneToHundredOrUnusedAreRefused) {
   EXPECT_TRUE(has_line(trace.lines(), "ERREUR : usTailleDonnneeFichierBinaire : fichier non reserve"));
 }
 
-TEST_F(SlotTest, KeptHundredthSlotStaysReservedAfterFailedOpening) {
-  for (uint16_t i = 1; i <= 99; ++i) {
+TEST_F(SlotTest, KeptHundredthSlotStaysReservedAfterAFailedOpeningOrCreation) {
+  const EnteteFichierBinaire e = entete_exemple("x.tbx");
+  for (bool creation : {false, true}) {
+    SCOPED_TRACE(creation);
+    mc::testing::reset_fichiers();
+    for (uint16_t i = 1; i <= 99; ++i) {
+      uint16_t num = 0;
+      ASSERT_CODE(0, ouvrir("tablebin.tbx", 1, &num));
+    }
     uint16_t num = 0;
-    ASSERT_CODE(0, ouvrir("tablebin.tbx", 1, &num));
+    EXPECT_CODE(MC_ERR_FICHIER, creation ? MC_usCreerFichierBinaire((dir_ + "/nowhere").c_str(), "x.tbx", 1, &e, &num)
+                                         : ouvrir("absent.tbx", 1, &num));
+    EXPECT_EQ(0, num);
+    // The hundredth entry keeps its reservation: no slot is left, and 100 is not usable.
+    EXPECT_CODE(MC_ERR_SLOTS, ouvrir("tablebin.tbx", 1, &num));
+    EXPECT_FALSE(in_use(100));
+    EXPECT_CODE(MC_ERR_NUMERO, MC_usLibererFichierBinaire(100, nullptr));
   }
-  uint16_t num = 0;
-  EXPECT_CODE(MC_ERR_FICHIER, ouvrir("absent.tbx", 1, &num));
-  EXPECT_EQ(0, num);
-  // The hundredth entry keeps its reservation: no slot is left, and 100 is not usable.
-  EXPECT_CODE(MC_ERR_SLOTS, ouvrir("tablebin.tbx", 1, &num));
-  EXPECT_FALSE(in_use(100));
-  EXPECT_CODE(MC_ERR_NUMERO, MC_usLibererFichierBinaire(100, nullptr));
   // A failure on any other slot gives it back.
+  uint16_t num = 0;
   EXPECT_CODE(0, MC_usLibererFichierBinaire(5, nullptr));
   EXPECT_CODE(MC_ERR_FICHIER, ouvrir("absent.tbx", 1, &num));
   EXPECT_CODE(0, ouvrir("tablebin.tbx", 1, &num));
   EXPECT_EQ(5, num);
-}
-
-TEST_F(SlotTest, KeptHundredthSlotStaysReservedAfterFailedCreation) {
-  for (uint16_t i = 1; i <= 99; ++i) {
-    uint16_t num = 0;
-    ASSERT_CODE(0, ouvrir("tablebin.tbx", 1, &num));
-  }
-  uint16_t num = 0;
-  const EnteteFichierBinaire e = entete_exemple("x.tbx");
-  EXPECT_CODE(MC_ERR_FICHIER, MC_usCreerFichierBinaire((dir_ + "/nowhere").c_str(), "x.tbx", 1, &e, &num));
-  EXPECT_EQ(0, num);
-  EXPECT_CODE(MC_ERR_SLOTS, ouvrir("tablebin.tbx", 1, &num));
 }
 
 TEST_F(SlotTest, FailedOpeningEmptiesTheEntryOfTheNumberItWasGiven) {
@@ -314,17 +301,6 @@ TEST_F(SlotTest, ReleasingAFileOpenedForReadingWritesNothing) {
   const auto lines = trace.lines();
   EXPECT_FALSE(has_line(lines, "{ usCalculerCRC16 : Calcul du CRC du fichier"));
   EXPECT_TRUE(has_line(lines, "Fermeture du fichier"));
-}
-
-TEST_F(SlotTest, ResetClosesAndEmptiesEverySlot) {
-  uint16_t a = 0;
-  uint16_t b = 0;
-  ASSERT_CODE(0, ouvrir("tablebin.tbx", 1, &a));
-  ASSERT_CODE(0, creer("w.tbx", 1, &b, entete_exemple("w.tbx")));
-  mc::testing::reset_fichiers();
-  EXPECT_FALSE(in_use(a));
-  EXPECT_FALSE(in_use(b));
-  EXPECT_EQ(0, mc::g_etatFichiers.lPositionTailleTable);
 }
 
 }  // namespace

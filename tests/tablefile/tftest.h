@@ -5,8 +5,10 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "support/mctest.h"
 #include "runtime/mcmemoir.h"
@@ -29,6 +31,17 @@ inline uint16_t crc_reference(const Bytes& data, size_t from = 0) {
     }
   }
   return static_cast<uint16_t>(((r >> 8) & 0xFF) | ((r & 0xFF) << 8));
+}
+
+// How many trace lines read `wanted` once their indentation is taken off.
+inline size_t count_lines(const std::vector<std::string>& lines, const std::string& wanted) {
+  return static_cast<size_t>(std::count_if(lines.begin(), lines.end(), [&](const std::string& l) {
+    const size_t start = l.find_first_not_of(' ');
+    return start != std::string::npos && l.compare(start, std::string::npos, wanted) == 0;
+  }));
+}
+inline bool has_line(const std::vector<std::string>& lines, const std::string& wanted) {
+  return count_lines(lines, wanted) != 0;
 }
 
 inline void set_field(char* field, size_t size, const char* text) {
