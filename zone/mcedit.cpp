@@ -39,14 +39,13 @@ bool champ_dans_groupe(const ZoneMemoire& z) {
          fin_groupe(z) <= z.TailleDonnees;
 }
 
-uint16_t sortie_erreur(uint16_t usCr) {
-  MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, " cr = 0x%04X", static_cast<unsigned>(usCr));
-  return usCr;
-}
-
-uint16_t sortie(uint16_t usCr) {
-  MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "cr = 0x%04X", static_cast<unsigned>(usCr));
-  return usCr;
+// The current field of a structured zone through *ppZone: 0, 0xF807, 0xF811, 0xF805 (none).
+uint16_t champ_courant(uint16_t usZone, ZoneMemoire** ppZone) {
+  const uint16_t usCr = zone_structuree(usZone, ppZone);
+  if (usCr != MC_CR_OK) {
+    return usCr;
+  }
+  return (*ppZone)->NumeroChamp == 0 ? MC_ERR_FIN : MC_CR_OK;
 }
 
 }  // namespace
@@ -143,14 +142,11 @@ extern "C" MC_API uint16_t MC_usModifierChamp(uint16_t usZone, const unsigned ch
                                               uint32_t ulPosition, uint32_t ulLongueur,
                                               uint32_t ulAgrandissement) {
   ZoneMemoire* pZone = nullptr;
-  const uint16_t usCr = mc::zone_structuree(usZone, &pZone);
+  const uint16_t usCr = mc::champ_courant(usZone, &pZone);
   if (usCr != MC_CR_OK) {
     return usCr;
   }
   ZoneMemoire& z = *pZone;
-  if (z.NumeroChamp == 0) {
-    return MC_ERR_FIN;
-  }
   MC_TRACE(mc::kModule, mc::kTrcZone, MC_TRACE_ENTREE, "MC_usModifierChamp : donnees = 0x%p, longueur = %u",
            static_cast<const void*>(pucDonnees), static_cast<unsigned>(ulLongueur));
   if (ulPosition > z.LongueurChamp) {
@@ -214,14 +210,11 @@ extern "C" MC_API uint16_t MC_usModifierChamp(uint16_t usZone, const unsigned ch
 extern "C" MC_API uint16_t MC_usExtraireChamp(uint16_t usZone, unsigned char** ppucDonnees,
                                               uint32_t ulPosition, uint32_t ulLongueur) {
   ZoneMemoire* pZone = nullptr;
-  const uint16_t usCr = mc::zone_structuree(usZone, &pZone);
+  const uint16_t usCr = mc::champ_courant(usZone, &pZone);
   if (usCr != MC_CR_OK) {
     return usCr;
   }
   ZoneMemoire& z = *pZone;
-  if (z.NumeroChamp == 0) {
-    return MC_ERR_FIN;
-  }
   MC_TRACE(mc::kModule, mc::kTrcZone, MC_TRACE_ENTREE, "MC_usExtraireChamp : donnees = 0x%p, pos = %u",
            static_cast<void*>(ppucDonnees), static_cast<unsigned>(ulPosition));
   if (ulPosition > z.LongueurChamp) {
