@@ -32,6 +32,15 @@ uint64_t debut_corps(const ZoneMemoire& z) {
   return static_cast<uint64_t>(z.OffsetGroupe) + z.TailleEnteteGroupe;
 }
 
+// The group's length takes d more bytes: the first ullNombre bytes of its body move up by d and
+// the current field with them.
+void agrandir_entete_groupe(ZoneMemoire& z, uint32_t d, uint64_t ullNombre) {
+  const uint64_t ullCorps = debut_corps(z);
+  deplacer(z, ullCorps + d, ullCorps, ullNombre);
+  z.TailleEnteteGroupe += d;
+  z.OffsetChamp += d;
+}
+
 // The current field lies in the current group, which lies in the data. Only a cursor left on a
 // faulty item of a malformed zone breaks this.
 bool champ_dans_groupe(const ZoneMemoire& z) {
@@ -120,10 +129,7 @@ extern "C" MC_API uint16_t MC_usAjouterChamp(uint16_t usZone, const unsigned cha
     mc::deplacer(z, ulF + t + d, ulF, z.TailleDonnees - ulF);
   }
   if (d > 0) {
-    const uint64_t ullCorps = mc::debut_corps(z);
-    mc::deplacer(z, ullCorps + d, ullCorps, ulF - ullCorps);
-    z.TailleEnteteGroupe += d;
-    z.OffsetChamp += d;
+    mc::agrandir_entete_groupe(z, d, ulF - mc::debut_corps(z));
   }
   z.LongueurGroupe += static_cast<uint32_t>(t);
   mc::ecrire_longueur(z, z.LongueurGroupe, z.OffsetGroupe + 2);
@@ -192,10 +198,7 @@ extern "C" MC_API uint16_t MC_usModifierChamp(uint16_t usZone, const unsigned ch
                  ullFinChamp, z.TailleDonnees - ullFinChamp);
   }
   if (dg > 0) {
-    const uint64_t ullCorps = mc::debut_corps(z);
-    mc::deplacer(z, ullCorps + dg, ullCorps, (z.OffsetChamp - ullCorps) + dl + df);
-    z.TailleEnteteGroupe += dg;
-    z.OffsetChamp += dg;
+    mc::agrandir_entete_groupe(z, dg, (z.OffsetChamp - mc::debut_corps(z)) + dl + df);
   }
   z.LongueurGroupe += static_cast<uint32_t>(df);
   mc::ecrire_longueur(z, z.LongueurGroupe, z.OffsetGroupe + 2);
