@@ -7,49 +7,6 @@
 
 namespace mc {
 
-uint32_t decoder_longueur_long(const uint8_t* pucBuffer, uint32_t ulTailleBuffer, uint32_t ulOffset,
-                               uint32_t* pulLongueur, uint32_t* pulNbOctets) {
-  MC_TRACE(kModule, kTrcZone, MC_TRACE_ENTREE, "MC_stDecoderLongueur : offset = %u",
-           static_cast<unsigned>(ulOffset));
-  // The first byte is read only inside the buffer: an offset at its end is a buffer too small.
-  if (ulOffset >= ulTailleBuffer) {
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_ERREUR,
-             " Buffer trop petit pour coder la longueur (%u) (tailleBuffer = %u).", 0u,
-             static_cast<unsigned>(ulTailleBuffer));
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_stDecoderLongueur");
-    return MC_ERR_SYNTAXE;
-  }
-  const uint32_t b = pucBuffer[ulOffset];
-  if (b <= 0x80u) {
-    *pulLongueur = b;
-    *pulNbOctets = 1;
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_stDecoderLongueur");
-    return MC_CR_OK;
-  }
-  const uint32_t n = b & 0x7Fu;
-  if (n > 4) {
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_ERREUR,
-             " Nombre d'octets pour coder la longueur (%u) > %d.", static_cast<unsigned>(n), 4);
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_stDecoderLongueur");
-    return MC_ERR_SYNTAXE;
-  }
-  if (static_cast<uint64_t>(ulOffset) + n >= ulTailleBuffer) {
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_ERREUR,
-             " Buffer trop petit pour coder la longueur (%u) (tailleBuffer = %u).",
-             static_cast<unsigned>(n), static_cast<unsigned>(ulTailleBuffer));
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_stDecoderLongueur");
-    return MC_ERR_SYNTAXE;
-  }
-  uint32_t ulLongueur = 0;
-  for (uint32_t i = 1; i <= n; ++i) {
-    ulLongueur = (ulLongueur << 8) | pucBuffer[ulOffset + i];
-  }
-  *pulLongueur = ulLongueur;
-  *pulNbOctets = n + 1;
-  MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_stDecoderLongueur");
-  return MC_CR_OK;
-}
-
 uint32_t ecrire_longueur(ZoneMemoire& z, uint32_t ulLongueur, uint32_t ulOffset) {
   MC_TRACE(kModule, kTrcZone, MC_TRACE_ENTREE, "MC_stCoderLongueur : longueur = %u, offset = %u",
            static_cast<unsigned>(ulLongueur), static_cast<unsigned>(ulOffset));
@@ -102,7 +59,9 @@ extern "C" MC_API uint32_t MC_stDecoderLongueur(const unsigned char* pucBuffer,
   if (pucBuffer == nullptr || pulLongueur == nullptr || pulNbOctets == nullptr) {
     return MC_ERR_ARGUMENT;
   }
-  return mc::decoder_longueur(pucBuffer, ulTailleBuffer, ulOffset, pulLongueur, pulNbOctets);
+  return mc::g_fichierTrace != nullptr
+             ? mc::decoder_longueur<true>(pucBuffer, ulTailleBuffer, ulOffset, pulLongueur, pulNbOctets)
+             : mc::decoder_longueur<false>(pucBuffer, ulTailleBuffer, ulOffset, pulLongueur, pulNbOctets);
 }
 
 extern "C" MC_API uint16_t MC_usDecoderEnteteGroupe(const unsigned char* pucBuffer,
@@ -244,31 +203,6 @@ uint16_t controler_syntaxe(ZoneMemoire& z, bool* pbSortieEcrite) {
 
 #undef MC_SYNTAXE_ERREUR
 
-// Reads a length as decoder_longueur does, without its traces; false where it fails.
-inline bool lire_longueur(const uint8_t* p, uint32_t ulTaille, uint64_t ullOffset,
-                          uint32_t& ulLongueur, uint32_t& ulNbOctets) {
-  if (ullOffset >= ulTaille) {
-    return false;
-  }
-  const uint32_t b = p[ullOffset];
-  if (b <= 0x80u) {
-    ulLongueur = b;
-    ulNbOctets = 1;
-    return true;
-  }
-  const uint32_t n = b & 0x7Fu;
-  if (n > 4 || ullOffset + n >= ulTaille) {
-    return false;
-  }
-  uint32_t v = 0;
-  for (uint32_t i = 1; i <= n; ++i) {
-    v = (v << 8) | p[ullOffset + i];
-  }
-  ulLongueur = v;
-  ulNbOctets = n + 1;
-  return true;
-}
-
 // The syntax control while tracing is off: one pass over the lengths. On a well-formed zone it
 // leaves the cursor exactly where the traced walk ends (the last field of the last group, the
 // counters as that walk counts them) and returns true; otherwise it changes nothing and returns
@@ -286,12 +220,15 @@ bool controler_syntaxe_rapide(ZoneMemoire& z) {
   uint32_t ulOffsetGroupe = 0, ulLongueurGroupe = 0, ulTailleEntete = 0;
   uint32_t ulOffsetChamp = 0, ulLongueurChamp = 0, ulTailleLongueur = 0;
   while (ullPos < ulTaille) {
+    uint16_t usId = 0;
     uint32_t lg = 0;
-    uint32_t tl = 0;
-    if (ullPos + 2 >= ulTaille || !lire_longueur(p, ulTaille, ullPos + 2, lg, tl) || lg == 0) {
+    uint32_t te = 0;
+    if (decoder_entete_groupe<false>(p, ulTaille, static_cast<uint32_t>(ullPos), &usId, &lg, &te) !=
+            MC_CR_OK ||
+        lg == 0) {
       return false;
     }
-    const uint64_t ullCorps = ullPos + 2 + tl;
+    const uint64_t ullCorps = ullPos + te;
     const uint64_t ullFin = ullCorps + lg;
     if (ullFin > ulTaille) {
       return false;
@@ -300,7 +237,7 @@ bool controler_syntaxe_rapide(ZoneMemoire& z) {
     for (uint64_t f = ullCorps; f < ullFin;) {
       uint32_t lc = 0;
       uint32_t tlc = 0;
-      if (!lire_longueur(p, ulTaille, f, lc, tlc)) {
+      if (decoder_longueur<false>(p, ulTaille, static_cast<uint32_t>(f), &lc, &tlc) != MC_CR_OK) {
         return false;
       }
       ulOffsetChamp = static_cast<uint32_t>(f);
@@ -316,7 +253,7 @@ bool controler_syntaxe_rapide(ZoneMemoire& z) {
     ulNbChamps += ulChampsGroupe;
     ulOffsetGroupe = static_cast<uint32_t>(ullPos);
     ulLongueurGroupe = lg;
-    ulTailleEntete = tl + 2;
+    ulTailleEntete = te;
     ullPos = ullFin;
   }
   z.OffsetGroupe = ulOffsetGroupe;

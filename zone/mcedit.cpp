@@ -32,6 +32,15 @@ uint64_t debut_corps(const ZoneMemoire& z) {
   return static_cast<uint64_t>(z.OffsetGroupe) + z.TailleEnteteGroupe;
 }
 
+// The group's length takes d more bytes: the first ullNombre bytes of its body move up by d and
+// the current field with them.
+void agrandir_entete_groupe(ZoneMemoire& z, uint32_t d, uint64_t ullNombre) {
+  const uint64_t ullCorps = debut_corps(z);
+  deplacer(z, ullCorps + d, ullCorps, ullNombre);
+  z.TailleEnteteGroupe += d;
+  z.OffsetChamp += d;
+}
+
 // The current field lies in the current group, which lies in the data. Only a cursor left on a
 // faulty item of a malformed zone breaks this.
 bool champ_dans_groupe(const ZoneMemoire& z) {
@@ -39,14 +48,13 @@ bool champ_dans_groupe(const ZoneMemoire& z) {
          fin_groupe(z) <= z.TailleDonnees;
 }
 
-uint16_t sortie_erreur(uint16_t usCr) {
-  MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, " cr = 0x%04X", static_cast<unsigned>(usCr));
-  return usCr;
-}
-
-uint16_t sortie(uint16_t usCr) {
-  MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "cr = 0x%04X", static_cast<unsigned>(usCr));
-  return usCr;
+// The current field of a structured zone through *ppZone: 0, 0xF807, 0xF811, 0xF805 (none).
+uint16_t champ_courant(uint16_t usZone, ZoneMemoire** ppZone) {
+  const uint16_t usCr = zone_structuree(usZone, ppZone);
+  if (usCr != MC_CR_OK) {
+    return usCr;
+  }
+  return (*ppZone)->NumeroChamp == 0 ? MC_ERR_FIN : MC_CR_OK;
 }
 
 }  // namespace
@@ -121,10 +129,7 @@ extern "C" MC_API uint16_t MC_usAjouterChamp(uint16_t usZone, const unsigned cha
     mc::deplacer(z, ulF + t + d, ulF, z.TailleDonnees - ulF);
   }
   if (d > 0) {
-    const uint64_t ullCorps = mc::debut_corps(z);
-    mc::deplacer(z, ullCorps + d, ullCorps, ulF - ullCorps);
-    z.TailleEnteteGroupe += d;
-    z.OffsetChamp += d;
+    mc::agrandir_entete_groupe(z, d, ulF - mc::debut_corps(z));
   }
   z.LongueurGroupe += static_cast<uint32_t>(t);
   mc::ecrire_longueur(z, z.LongueurGroupe, z.OffsetGroupe + 2);
@@ -143,14 +148,11 @@ extern "C" MC_API uint16_t MC_usModifierChamp(uint16_t usZone, const unsigned ch
                                               uint32_t ulPosition, uint32_t ulLongueur,
                                               uint32_t ulAgrandissement) {
   ZoneMemoire* pZone = nullptr;
-  const uint16_t usCr = mc::zone_structuree(usZone, &pZone);
+  const uint16_t usCr = mc::champ_courant(usZone, &pZone);
   if (usCr != MC_CR_OK) {
     return usCr;
   }
   ZoneMemoire& z = *pZone;
-  if (z.NumeroChamp == 0) {
-    return MC_ERR_FIN;
-  }
   MC_TRACE(mc::kModule, mc::kTrcZone, MC_TRACE_ENTREE, "MC_usModifierChamp : donnees = 0x%p, longueur = %u",
            static_cast<const void*>(pucDonnees), static_cast<unsigned>(ulLongueur));
   if (ulPosition > z.LongueurChamp) {
@@ -196,10 +198,7 @@ extern "C" MC_API uint16_t MC_usModifierChamp(uint16_t usZone, const unsigned ch
                  ullFinChamp, z.TailleDonnees - ullFinChamp);
   }
   if (dg > 0) {
-    const uint64_t ullCorps = mc::debut_corps(z);
-    mc::deplacer(z, ullCorps + dg, ullCorps, (z.OffsetChamp - ullCorps) + dl + df);
-    z.TailleEnteteGroupe += dg;
-    z.OffsetChamp += dg;
+    mc::agrandir_entete_groupe(z, dg, (z.OffsetChamp - mc::debut_corps(z)) + dl + df);
   }
   z.LongueurGroupe += static_cast<uint32_t>(df);
   mc::ecrire_longueur(z, z.LongueurGroupe, z.OffsetGroupe + 2);
@@ -214,14 +213,11 @@ extern "C" MC_API uint16_t MC_usModifierChamp(uint16_t usZone, const unsigned ch
 extern "C" MC_API uint16_t MC_usExtraireChamp(uint16_t usZone, unsigned char** ppucDonnees,
                                               uint32_t ulPosition, uint32_t ulLongueur) {
   ZoneMemoire* pZone = nullptr;
-  const uint16_t usCr = mc::zone_structuree(usZone, &pZone);
+  const uint16_t usCr = mc::champ_courant(usZone, &pZone);
   if (usCr != MC_CR_OK) {
     return usCr;
   }
   ZoneMemoire& z = *pZone;
-  if (z.NumeroChamp == 0) {
-    return MC_ERR_FIN;
-  }
   MC_TRACE(mc::kModule, mc::kTrcZone, MC_TRACE_ENTREE, "MC_usExtraireChamp : donnees = 0x%p, pos = %u",
            static_cast<void*>(ppucDonnees), static_cast<unsigned>(ulPosition));
   if (ulPosition > z.LongueurChamp) {

@@ -6,15 +6,16 @@ namespace mc {
 namespace {
 
 // One group advance of MC_usAvancerGroupeSuivant (after its entry line), with its exit line.
+template <bool kTrace = true>
 uint16_t avancer_un_groupe(ZoneMemoire& z, bool bParcoursChamps, uint16_t* pusIdentifiant) {
   if (est_fin_zone(z)) {
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_ERREUR, " Fin de la zone atteinte.");
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_usAvancergroupeSuivant");
+    MC_TRACE_SI(kTrace, kModule, kTrcZone, MC_TRACE_ERREUR, " Fin de la zone atteinte.");
+    MC_TRACE_SI(kTrace, kModule, kTrcZone, MC_TRACE_SORTIE, "MC_usAvancergroupeSuivant");
     return MC_ERR_FIN;
   }
   if (bParcoursChamps) {
     // Only counts the fields passed; a failure ends the walk and is ignored.
-    while (!est_fin_groupe(z) && avancer_champ_1(z, nullptr, nullptr, nullptr) == MC_CR_OK) {
+    while (!est_fin_groupe(z) && avancer_champ_1<kTrace>(z, nullptr, nullptr, nullptr) == MC_CR_OK) {
     }
   }
   // Below the data length, since the zone does not end here.
@@ -22,10 +23,10 @@ uint16_t avancer_un_groupe(ZoneMemoire& z, bool bParcoursChamps, uint16_t* pusId
   uint16_t usIdentifiant = 0;
   uint32_t ulLongueur = 0;
   uint32_t ulTailleEntete = 0;
-  const uint16_t usCr = decoder_entete_groupe(z.Buffer, z.TailleDonnees, ulOffset, &usIdentifiant,
+  const uint16_t usCr = decoder_entete_groupe<kTrace>(z.Buffer, z.TailleDonnees, ulOffset, &usIdentifiant,
                                               &ulLongueur, &ulTailleEntete);
   if (usCr != MC_CR_OK) {
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_usAvancergroupeSuivant");
+    MC_TRACE_SI(kTrace, kModule, kTrcZone, MC_TRACE_SORTIE, "MC_usAvancergroupeSuivant");
     return usCr;
   }
   z.OffsetGroupe = ulOffset;
@@ -39,23 +40,23 @@ uint16_t avancer_un_groupe(ZoneMemoire& z, bool bParcoursChamps, uint16_t* pusId
   z.TailleLongueurChamp = 0;
   if (fin_groupe(z) > z.TailleDonnees) {
     // The cursor stays on the group that runs past the data.
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_ERREUR,
-             " La taille du groupe (%u) d\xe9passe la taille des donn\xe9" "es.",
-             static_cast<unsigned>(z.LongueurGroupe));
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_usAvancergroupeSuivant");
+    MC_TRACE_SI(kTrace, kModule, kTrcZone, MC_TRACE_ERREUR,
+                " La taille du groupe (%u) d\xe9passe la taille des donn\xe9" "es.",
+                static_cast<unsigned>(z.LongueurGroupe));
+    MC_TRACE_SI(kTrace, kModule, kTrcZone, MC_TRACE_SORTIE, "MC_usAvancergroupeSuivant");
     return MC_ERR_SYNTAXE;
   }
   if (pusIdentifiant != nullptr) {
     *pusIdentifiant = z.IdentifiantGroupe;
   }
-  MC_TRACE(kModule, kTrcZone, MC_TRACE_DETAIL,
-           "offsetGroupe = %u, longueurGroupe = %u, tailleEnteteGroupe  = %u",
-           static_cast<unsigned>(z.OffsetGroupe), static_cast<unsigned>(z.LongueurGroupe),
-           static_cast<unsigned>(z.TailleEnteteGroupe));
-  MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE,
-           "offsetChamp = %u, longueurChamp = %u, tailleLongueurChamp  = %u",
-           static_cast<unsigned>(z.OffsetChamp), static_cast<unsigned>(z.LongueurChamp),
-           static_cast<unsigned>(z.TailleLongueurChamp));
+  MC_TRACE_SI(kTrace, kModule, kTrcZone, MC_TRACE_DETAIL,
+              "offsetGroupe = %u, longueurGroupe = %u, tailleEnteteGroupe  = %u",
+              static_cast<unsigned>(z.OffsetGroupe), static_cast<unsigned>(z.LongueurGroupe),
+              static_cast<unsigned>(z.TailleEnteteGroupe));
+  MC_TRACE_SI(kTrace, kModule, kTrcZone, MC_TRACE_SORTIE,
+              "offsetChamp = %u, longueurChamp = %u, tailleLongueurChamp  = %u",
+              static_cast<unsigned>(z.OffsetChamp), static_cast<unsigned>(z.LongueurChamp),
+              static_cast<unsigned>(z.TailleLongueurChamp));
   return MC_CR_OK;
 }
 
@@ -77,48 +78,57 @@ uint16_t chercher_une_occurrence(ZoneMemoire& z, uint16_t usIdentifiant, bool bO
   return MC_CR_OK;
 }
 
-}  // namespace
-
-// Advancing n groups first advances n - 1 by the same call: n entry lines, then one move and
-// one exit line per level; a failing level ends the levels above it with its code.
-uint16_t avancer_groupe(ZoneMemoire& z, uint16_t usNombre, bool bParcoursChamps,
-                        uint16_t* pusIdentifiant) {
+// Advancing n items first advances n - 1 by the same call: n entry lines, then one step and one
+// exit line per level; a failing level ends the levels above it with its code. 0 acts as 1.
+template <typename Pas>
+uint16_t avancer_par_niveaux(uint16_t usNombre, const char* pcNom, Pas pas) {
   const uint32_t ulNiveaux = usNombre > 1 ? usNombre : 1;
   for (uint32_t i = 0; i < ulNiveaux; ++i) {
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_ENTREE, "MC_usAvancergroupeSuivant");
+    MC_TRACE(kModule, kTrcZone, MC_TRACE_ENTREE, "%s", pcNom);
   }
   uint16_t usCr = MC_CR_OK;
   uint32_t ulNiveau = 0;
   for (; ulNiveau < ulNiveaux; ++ulNiveau) {
-    usCr = avancer_un_groupe(z, bParcoursChamps, pusIdentifiant);
+    usCr = pas();
     if (usCr != MC_CR_OK) {
       break;
     }
   }
   for (++ulNiveau; ulNiveau < ulNiveaux; ++ulNiveau) {
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_usAvancergroupeSuivant");
+    MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "%s", pcNom);
   }
   return usCr;
 }
 
-uint16_t avancer_champ(ZoneMemoire& z, uint16_t usNombre, uint16_t* pusNumero,
-                       unsigned char** ppucDonnees, uint32_t* pulLongueur) {
-  const uint32_t ulNiveaux = usNombre > 1 ? usNombre : 1;
-  for (uint32_t i = 0; i < ulNiveaux; ++i) {
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_ENTREE, "MC_usAvancerChampSuivant");
+// A flag of the cursor (the end tests) or a counter, read from a structured zone.
+template <typename T, typename Lire>
+uint16_t lire_curseur(uint16_t usZone, T* pValeur, Lire lire) {
+  ZoneMemoire* pZone = nullptr;
+  const uint16_t usCr = zone_structuree(usZone, &pZone);
+  if (usCr != MC_CR_OK) {
+    return usCr;
   }
-  uint16_t usCr = MC_CR_OK;
-  uint32_t ulNiveau = 0;
-  for (; ulNiveau < ulNiveaux; ++ulNiveau) {
-    usCr = avancer_un_champ(z, pusNumero, ppucDonnees, pulLongueur);
-    if (usCr != MC_CR_OK) {
-      break;
-    }
+  if (pValeur == nullptr) {
+    return MC_ERR_ARGUMENT;
   }
-  for (++ulNiveau; ulNiveau < ulNiveaux; ++ulNiveau) {
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_usAvancerChampSuivant");
-  }
-  return usCr;
+  *pValeur = lire(*pZone);
+  return MC_CR_OK;
+}
+
+}  // namespace
+
+// Out of line, so that the one-step paths of the exported advances need no stack frame.
+[[gnu::noinline]] uint16_t avancer_groupe(ZoneMemoire& z, uint16_t usNombre, bool bParcoursChamps,
+                                          uint16_t* pusIdentifiant) {
+  return avancer_par_niveaux(usNombre, "MC_usAvancergroupeSuivant",
+                             [&] { return avancer_un_groupe(z, bParcoursChamps, pusIdentifiant); });
+}
+
+[[gnu::noinline]] uint16_t avancer_champ(ZoneMemoire& z, uint16_t usNombre, uint16_t* pusNumero,
+                                         unsigned char** ppucDonnees, uint32_t* pulLongueur) {
+  return avancer_par_niveaux(usNombre, "MC_usAvancerChampSuivant", [&] {
+    return avancer_un_champ<true>(z, pusNumero, ppucDonnees, pulLongueur);
+  });
 }
 
 // Searching occurrence n first searches occurrence n - 1 by the same call; past the first
@@ -177,42 +187,18 @@ extern "C" MC_API uint16_t MC_usPositionnerFin(uint16_t usZone, uint32_t ulParco
 }
 
 extern "C" MC_API uint16_t MC_usFinZone(uint16_t usZone, uint32_t* pulFin) {
-  ZoneMemoire* pZone = nullptr;
-  const uint16_t usCr = mc::zone_structuree(usZone, &pZone);
-  if (usCr != MC_CR_OK) {
-    return usCr;
-  }
-  if (pulFin == nullptr) {
-    return MC_ERR_ARGUMENT;
-  }
-  *pulFin = mc::est_fin_zone(*pZone) ? 1 : 0;
-  return MC_CR_OK;
+  return mc::lire_curseur(usZone, pulFin,
+                          [](const ZoneMemoire& z) { return mc::est_fin_zone(z) ? 1u : 0u; });
 }
 
 extern "C" MC_API uint16_t MC_usFinDonnees(uint16_t usZone, uint32_t* pulFin) {
-  ZoneMemoire* pZone = nullptr;
-  const uint16_t usCr = mc::zone_structuree(usZone, &pZone);
-  if (usCr != MC_CR_OK) {
-    return usCr;
-  }
-  if (pulFin == nullptr) {
-    return MC_ERR_ARGUMENT;
-  }
-  *pulFin = mc::est_fin_donnees(*pZone) ? 1 : 0;
-  return MC_CR_OK;
+  return mc::lire_curseur(usZone, pulFin,
+                          [](const ZoneMemoire& z) { return mc::est_fin_donnees(z) ? 1u : 0u; });
 }
 
 extern "C" MC_API uint16_t MC_usFinGroupe(uint16_t usZone, uint32_t* pulFin) {
-  ZoneMemoire* pZone = nullptr;
-  const uint16_t usCr = mc::zone_structuree(usZone, &pZone);
-  if (usCr != MC_CR_OK) {
-    return usCr;
-  }
-  if (pulFin == nullptr) {
-    return MC_ERR_ARGUMENT;
-  }
-  *pulFin = mc::est_fin_groupe(*pZone) ? 1 : 0;
-  return MC_CR_OK;
+  return mc::lire_curseur(usZone, pulFin,
+                          [](const ZoneMemoire& z) { return mc::est_fin_groupe(z) ? 1u : 0u; });
 }
 
 extern "C" MC_API uint16_t MC_usAvancerGroupeSuivant(uint16_t usZone, uint16_t usNombre,
@@ -223,9 +209,8 @@ extern "C" MC_API uint16_t MC_usAvancerGroupeSuivant(uint16_t usZone, uint16_t u
   if (usCr != MC_CR_OK) {
     return usCr;
   }
-  if (usNombre <= 1) {
-    MC_TRACE(mc::kModule, mc::kTrcZone, MC_TRACE_ENTREE, "MC_usAvancergroupeSuivant");
-    return mc::avancer_un_groupe(*pZone, ulParcoursChamps != 0, pusIdentifiant);
+  if (usNombre <= 1 && mc::g_fichierTrace == nullptr) {
+    return mc::avancer_un_groupe<false>(*pZone, ulParcoursChamps != 0, pusIdentifiant);
   }
   return mc::avancer_groupe(*pZone, usNombre, ulParcoursChamps != 0, pusIdentifiant);
 }
@@ -239,8 +224,8 @@ extern "C" MC_API uint16_t MC_usAvancerChampSuivant(uint16_t usZone, uint16_t us
   if (usCr != MC_CR_OK) {
     return usCr;
   }
-  if (usNombre <= 1) {
-    return mc::avancer_champ_1(*pZone, pusNumero, ppucDonnees, pulLongueur);
+  if (usNombre <= 1 && mc::g_fichierTrace == nullptr) {
+    return mc::avancer_champ_1<false>(*pZone, pusNumero, ppucDonnees, pulLongueur);
   }
   return mc::avancer_champ(*pZone, usNombre, pusNumero, ppucDonnees, pulLongueur);
 }
@@ -288,9 +273,7 @@ extern "C" MC_API uint16_t MC_usRechercherChamp(uint16_t usZone, uint16_t usIden
            static_cast<unsigned>(usNumero));
   usCr = mc::rechercher_groupe(*pZone, usIdentifiant, usOccurrenceGroupe, ulParcoursChamps != 0);
   if (usCr != MC_CR_OK) {
-    MC_TRACE(mc::kModule, mc::kTrcZone, MC_TRACE_SORTIE, " cr = 0x%04X",
-             static_cast<unsigned>(usCr));
-    return usCr;
+    return mc::sortie_erreur(usCr);
   }
   unsigned char* pucDonnees = nullptr;
   uint32_t ulLongueur = 0;
@@ -321,9 +304,7 @@ extern "C" MC_API uint16_t MC_usLireGroupeSuivant(uint16_t usZone, uint32_t ulPa
   MC_TRACE(mc::kModule, mc::kTrcZone, MC_TRACE_ENTREE, "MC_usLireGroupeSuivant");
   if (mc::est_fin_zone(z)) {
     MC_TRACE(mc::kModule, mc::kTrcZone, MC_TRACE_ERREUR, " Fin des donnees atteinte.");
-    MC_TRACE(mc::kModule, mc::kTrcZone, MC_TRACE_SORTIE, " cr = 0x%04X",
-             static_cast<unsigned>(MC_ERR_FIN));
-    return MC_ERR_FIN;
+    return mc::sortie_erreur(MC_ERR_FIN);
   }
   const auto ulOffsetSuivant = static_cast<uint32_t>(mc::fin_groupe(z));
   uint16_t usIdentifiant = 0;
@@ -332,8 +313,7 @@ extern "C" MC_API uint16_t MC_usLireGroupeSuivant(uint16_t usZone, uint32_t ulPa
   usCr = mc::decoder_entete_groupe(z.Buffer, z.TailleDonnees, ulOffsetSuivant, &usIdentifiant,
                                    &ulLongueur, &ulTailleEntete);
   if (usCr != MC_CR_OK) {
-    MC_TRACE(mc::kModule, mc::kTrcZone, MC_TRACE_SORTIE, " cr = 0x%04X", static_cast<unsigned>(usCr));
-    return usCr;
+    return mc::sortie_erreur(usCr);
   }
   if (pusIdentifiant != nullptr) {
     *pusIdentifiant = usIdentifiant;
@@ -364,27 +344,9 @@ extern "C" MC_API uint16_t MC_usLireGroupeSuivant(uint16_t usZone, uint32_t ulPa
 }
 
 extern "C" MC_API uint16_t MC_usLireCompteurGroupe(uint16_t usZone, uint16_t* pusCompteur) {
-  ZoneMemoire* pZone = nullptr;
-  const uint16_t usCr = mc::zone_structuree(usZone, &pZone);
-  if (usCr != MC_CR_OK) {
-    return usCr;
-  }
-  if (pusCompteur == nullptr) {
-    return MC_ERR_ARGUMENT;
-  }
-  *pusCompteur = pZone->CompteurGroupe;
-  return MC_CR_OK;
+  return mc::lire_curseur(usZone, pusCompteur, [](const ZoneMemoire& z) { return z.CompteurGroupe; });
 }
 
 extern "C" MC_API uint16_t MC_usLireCompteurChamp(uint16_t usZone, uint16_t* pusCompteur) {
-  ZoneMemoire* pZone = nullptr;
-  const uint16_t usCr = mc::zone_structuree(usZone, &pZone);
-  if (usCr != MC_CR_OK) {
-    return usCr;
-  }
-  if (pusCompteur == nullptr) {
-    return MC_ERR_ARGUMENT;
-  }
-  *pusCompteur = pZone->CompteurChamp;
-  return MC_CR_OK;
+  return mc::lire_curseur(usZone, pusCompteur, [](const ZoneMemoire& z) { return z.CompteurChamp; });
 }

@@ -52,8 +52,22 @@ uint16_t initialiser(unsigned char* pucBuffer, uint32_t ulTaille, uint32_t ulTai
     pZone->Structuree = ulStructuree;
     curseur_au_debut(*pZone);
   }
-  MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "cr = 0x%04X", static_cast<unsigned>(usCr));
-  return usCr;
+  return sortie(usCr);
+}
+
+// The entry of a raw read or write: the zone checks, the entry line and the bound, which is the
+// allocated size. 0, 0xF807, 0xF811, 0xF804 (with its exit line).
+uint16_t acces_brut(uint16_t usZone, const char* pcNom, uint32_t ulPosition, uint32_t ulLongueur,
+                    ZoneMemoire** ppZone) {
+  const uint16_t usCr = zone_du_genre(usZone, false, ppZone);
+  if (usCr != MC_CR_OK) {
+    return usCr;
+  }
+  MC_TRACE(kModule, kTrcZone, MC_TRACE_ENTREE, "%s", pcNom);
+  if (static_cast<uint64_t>(ulPosition) + ulLongueur > (*ppZone)->TailleBuffer) {
+    return sortie_erreur(MC_ERR_DEPASSEMENT);
+  }
+  return MC_CR_OK;
 }
 
 }  // namespace
@@ -113,8 +127,7 @@ extern "C" MC_API uint16_t MC_usCreerZoneMemoire(uint32_t ulTaille, uint32_t ulS
   }
   // Kept: the exit line shows 0 when no number, descriptor or buffer could be had.
   const uint16_t usCrTrace = usCr == MC_ERR_MEMOIRE ? MC_CR_OK : usCr;
-  MC_TRACE(mc::kModule, mc::kTrcZone, MC_TRACE_SORTIE, "cr = 0x%04X",
-           static_cast<unsigned>(usCrTrace));
+  mc::sortie(usCrTrace);
   return usCr;
 }
 
@@ -171,8 +184,7 @@ extern "C" MC_API uint16_t MC_usRedimensionner(uint16_t usZone, uint32_t ulTaill
       pZone->TailleBuffer = ulTaille;
     }
   }
-  MC_TRACE(mc::kModule, mc::kTrcZone, MC_TRACE_SORTIE, "cr = 0x%04X", static_cast<unsigned>(usCr));
-  return usCr;
+  return mc::sortie(usCr);
 }
 
 extern "C" MC_API uint16_t MC_pucLireBuffer(uint16_t usZone, uint32_t* pulTaille,
@@ -195,19 +207,10 @@ extern "C" MC_API uint16_t MC_pucLireBuffer(uint16_t usZone, uint32_t* pulTaille
 extern "C" MC_API uint16_t MC_usLireZoneMemoire(uint16_t usZone, uint32_t ulPosition,
                                                 unsigned char** ppucDestination,
                                                 uint32_t ulLongueur) {
-  ZoneMemoire* pZone = mc::descripteur(usZone);
-  if (pZone == nullptr) {
-    return MC_ERR_NUMERO;
-  }
-  if (pZone->Structuree != 0) {
-    return MC_ERR_TYPE;
-  }
-  MC_TRACE(mc::kModule, mc::kTrcZone, MC_TRACE_ENTREE, "MC_usLireZoneMemoire");
-  uint16_t usCr = MC_CR_OK;
-  // The bound is the allocated size: bytes past the data but inside the buffer can be read.
-  if (static_cast<uint64_t>(ulPosition) + ulLongueur > pZone->TailleBuffer) {
-    usCr = MC_ERR_DEPASSEMENT;
-    MC_TRACE(mc::kModule, mc::kTrcZone, MC_TRACE_SORTIE, " cr = 0x%04X", static_cast<unsigned>(usCr));
+  ZoneMemoire* pZone = nullptr;
+  // Bytes past the data but inside the buffer can be read.
+  uint16_t usCr = mc::acces_brut(usZone, "MC_usLireZoneMemoire", ulPosition, ulLongueur, &pZone);
+  if (usCr != MC_CR_OK) {
     return usCr;
   }
   if (ulLongueur != 0) {
@@ -217,29 +220,19 @@ extern "C" MC_API uint16_t MC_usLireZoneMemoire(uint16_t usZone, uint32_t ulPosi
       std::memcpy(*ppucDestination, pZone->Buffer + ulPosition, ulLongueur);
     }
   }
-  MC_TRACE(mc::kModule, mc::kTrcZone, MC_TRACE_SORTIE, "cr = 0x%04X", static_cast<unsigned>(usCr));
-  return usCr;
+  return mc::sortie(usCr);
 }
 
 extern "C" MC_API uint16_t MC_usEcrireZoneMemoire(uint16_t usZone, uint32_t ulPosition,
                                                   const unsigned char* pucSource,
                                                   uint32_t ulLongueur) {
-  ZoneMemoire* pZone = mc::descripteur(usZone);
-  if (pZone == nullptr) {
-    return MC_ERR_NUMERO;
-  }
-  if (pZone->Structuree != 0) {
-    return MC_ERR_TYPE;
-  }
-  MC_TRACE(mc::kModule, mc::kTrcZone, MC_TRACE_ENTREE, "MC_usEcrireZoneMemoire");
-  uint16_t usCr = MC_CR_OK;
-  const uint64_t ullFin = static_cast<uint64_t>(ulPosition) + ulLongueur;
+  ZoneMemoire* pZone = nullptr;
   // Raw zones never grow by themselves.
-  if (ullFin > pZone->TailleBuffer) {
-    usCr = MC_ERR_DEPASSEMENT;
-    MC_TRACE(mc::kModule, mc::kTrcZone, MC_TRACE_SORTIE, " cr = 0x%04X", static_cast<unsigned>(usCr));
+  uint16_t usCr = mc::acces_brut(usZone, "MC_usEcrireZoneMemoire", ulPosition, ulLongueur, &pZone);
+  if (usCr != MC_CR_OK) {
     return usCr;
   }
+  const uint64_t ullFin = static_cast<uint64_t>(ulPosition) + ulLongueur;
   if (ulLongueur != 0 && pucSource == nullptr) {
     usCr = MC_ERR_ARGUMENT;
   } else {
@@ -251,6 +244,5 @@ extern "C" MC_API uint16_t MC_usEcrireZoneMemoire(uint16_t usZone, uint32_t ulPo
       pZone->TailleDonnees = static_cast<uint32_t>(ullFin);
     }
   }
-  MC_TRACE(mc::kModule, mc::kTrcZone, MC_TRACE_SORTIE, "cr = 0x%04X", static_cast<unsigned>(usCr));
-  return usCr;
+  return mc::sortie(usCr);
 }

@@ -20,18 +20,42 @@ inline ZoneMemoire* descripteur(uint16_t usZone) {
   return usZone < kNbZones ? ZM[usZone] : nullptr;
 }
 
-// The descriptor of a structured zone through *ppZone: 0, 0xF807 (number), 0xF811 (raw zone).
-inline uint16_t zone_structuree(uint16_t usZone, ZoneMemoire** ppZone) {
+// The descriptor of a zone of the given kind through *ppZone: 0, 0xF807 (number), 0xF811 (the
+// other kind).
+inline uint16_t zone_du_genre(uint16_t usZone, bool bStructuree, ZoneMemoire** ppZone) {
   ZoneMemoire* pZone = descripteur(usZone);
   if (pZone == nullptr) {
     return MC_ERR_NUMERO;
   }
-  if (pZone->Structuree == 0) {
+  if ((pZone->Structuree != 0) != bStructuree) {
     return MC_ERR_TYPE;
   }
   *ppZone = pZone;
   return MC_CR_OK;
 }
+
+inline uint16_t zone_structuree(uint16_t usZone, ZoneMemoire** ppZone) {
+  return zone_du_genre(usZone, true, ppZone);
+}
+
+// The exit lines that carry a result code, without and with a leading blank; return the code.
+inline uint16_t sortie(uint16_t usCr) {
+  MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "cr = 0x%04X", static_cast<unsigned>(usCr));
+  return usCr;
+}
+inline uint16_t sortie_erreur(uint16_t usCr) {
+  MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, " cr = 0x%04X", static_cast<unsigned>(usCr));
+  return usCr;
+}
+
+// The hot steps below are compiled twice: with kTrace false their trace lines vanish, for the
+// callers that have tested once that tracing is off; with kTrace true each line is an MC_TRACE.
+#define MC_TRACE_SI(kTrace, ...)  \
+  do {                            \
+    if constexpr (kTrace) {       \
+      MC_TRACE(__VA_ARGS__);      \
+    }                             \
+  } while (0)
 
 // Coded size of a length. Kept: each class stops one below its all-ones value, so 255, 65535
 // and 16777215 take the next size up. Values above 32 bits (sums that overflow) take 5.
@@ -58,41 +82,59 @@ inline uint32_t coder_longueur(uint8_t* p, uint32_t ulLongueur) {
   return ulTaille;
 }
 
-// MC_stDecoderLongueur without its argument checks, for the forms other than one byte.
-uint32_t decoder_longueur_long(const uint8_t* pucBuffer, uint32_t ulTailleBuffer, uint32_t ulOffset,
-                               uint32_t* pulLongueur, uint32_t* pulNbOctets);
-
 // MC_stDecoderLongueur without its argument checks: reads the length at ulOffset within
-// ulTailleBuffer bytes, with the same traces. 0, 0xF810. The one-byte form, by far the most
-// common, stays inline.
+// ulTailleBuffer bytes. 0, 0xF810.
+template <bool kTrace = true>
 inline uint32_t decoder_longueur(const uint8_t* pucBuffer, uint32_t ulTailleBuffer, uint32_t ulOffset,
                                  uint32_t* pulLongueur, uint32_t* pulNbOctets) {
-  // Kept: a lone 0x80 reads as 128, although the writer never produces it.
-  if (ulOffset < ulTailleBuffer && pucBuffer[ulOffset] <= 0x80u) {
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_ENTREE, "MC_stDecoderLongueur : offset = %u",
-             static_cast<unsigned>(ulOffset));
-    *pulLongueur = pucBuffer[ulOffset];
+  MC_TRACE_SI(kTrace, kModule, kTrcZone, MC_TRACE_ENTREE, "MC_stDecoderLongueur : offset = %u",
+              static_cast<unsigned>(ulOffset));
+  uint32_t ulCr = MC_ERR_SYNTAXE;
+  if (ulOffset >= ulTailleBuffer) {
+    // The first byte is read only inside the buffer: an offset at its end is a buffer too small.
+    MC_TRACE_SI(kTrace, kModule, kTrcZone, MC_TRACE_ERREUR,
+                " Buffer trop petit pour coder la longueur (%u) (tailleBuffer = %u).", 0u,
+                static_cast<unsigned>(ulTailleBuffer));
+  } else if (const uint32_t b = pucBuffer[ulOffset]; b <= 0x80u) {
+    // Kept: a lone 0x80 reads as 128, although the writer never produces it.
+    *pulLongueur = b;
     *pulNbOctets = 1;
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_stDecoderLongueur");
-    return MC_CR_OK;
+    ulCr = MC_CR_OK;
+  } else if (const uint32_t n = b & 0x7Fu; n > 4) {
+    MC_TRACE_SI(kTrace, kModule, kTrcZone, MC_TRACE_ERREUR,
+                " Nombre d'octets pour coder la longueur (%u) > %d.", static_cast<unsigned>(n), 4);
+  } else if (static_cast<uint64_t>(ulOffset) + n >= ulTailleBuffer) {
+    MC_TRACE_SI(kTrace, kModule, kTrcZone, MC_TRACE_ERREUR,
+                " Buffer trop petit pour coder la longueur (%u) (tailleBuffer = %u).",
+                static_cast<unsigned>(n), static_cast<unsigned>(ulTailleBuffer));
+  } else {
+    uint32_t ulLongueur = 0;
+    for (uint32_t i = 1; i <= n; ++i) {
+      ulLongueur = (ulLongueur << 8) | pucBuffer[ulOffset + i];
+    }
+    *pulLongueur = ulLongueur;
+    *pulNbOctets = n + 1;
+    ulCr = MC_CR_OK;
   }
-  return decoder_longueur_long(pucBuffer, ulTailleBuffer, ulOffset, pulLongueur, pulNbOctets);
+  MC_TRACE_SI(kTrace, kModule, kTrcZone, MC_TRACE_SORTIE, "MC_stDecoderLongueur");
+  return ulCr;
 }
 
 // MC_usDecoderEnteteGroupe without its argument checks. 0, 0xF810.
+template <bool kTrace = true>
 inline uint16_t decoder_entete_groupe(const uint8_t* pucBuffer, uint32_t ulTailleBuffer,
                                       uint32_t ulOffset, uint16_t* pusIdentifiant,
                                       uint32_t* pulLongueur, uint32_t* pulNbOctets) {
   if (static_cast<uint64_t>(ulOffset) + 2 >= ulTailleBuffer) {
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_ERREUR,
-             "Buffer trop petit pour coder l'identifiant (tailleBuffer = %u).",
-             static_cast<unsigned>(ulTailleBuffer));
+    MC_TRACE_SI(kTrace, kModule, kTrcZone, MC_TRACE_ERREUR,
+                "Buffer trop petit pour coder l'identifiant (tailleBuffer = %u).",
+                static_cast<unsigned>(ulTailleBuffer));
     return MC_ERR_SYNTAXE;
   }
   *pusIdentifiant = static_cast<uint16_t>((pucBuffer[ulOffset] << 8) | pucBuffer[ulOffset + 1]);
   uint32_t ulNbOctets = 0;
-  const auto usCr = static_cast<uint16_t>(
-      decoder_longueur(pucBuffer, ulTailleBuffer, ulOffset + 2, pulLongueur, &ulNbOctets));
+  const auto usCr = static_cast<uint16_t>(decoder_longueur<kTrace>(
+      pucBuffer, ulTailleBuffer, ulOffset + 2, pulLongueur, &ulNbOctets));
   *pulNbOctets = ulNbOctets + 2;
   return usCr;
 }
@@ -125,11 +167,12 @@ inline void positionner_debut(ZoneMemoire& z) {
 
 // One field advance of MC_usAvancerChampSuivant (after its entry line): the end test, the move
 // and the exit line. Outputs may be null. 0, 0xF805, 0xF810.
+template <bool kTrace>
 inline uint16_t avancer_un_champ(ZoneMemoire& z, uint16_t* pusNumero, unsigned char** ppucDonnees,
                                  uint32_t* pulLongueur) {
   if (est_fin_groupe(z)) {
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_ERREUR, " Fin du groupe atteinte.");
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_usAvancerChampSuivant");
+    MC_TRACE_SI(kTrace, kModule, kTrcZone, MC_TRACE_ERREUR, " Fin du groupe atteinte.");
+    MC_TRACE_SI(kTrace, kModule, kTrcZone, MC_TRACE_SORTIE, "MC_usAvancerChampSuivant");
     return MC_ERR_FIN;
   }
   // A field end past the data (a corrupt length) is read as the data's end, where decoding fails.
@@ -137,9 +180,9 @@ inline uint16_t avancer_un_champ(ZoneMemoire& z, uint16_t* pusNumero, unsigned c
   const uint32_t ulOffset = ullFin < z.TailleDonnees ? static_cast<uint32_t>(ullFin) : z.TailleDonnees;
   uint32_t ulLongueur = 0;
   uint32_t ulNbOctets = 0;
-  const uint32_t ulCr = decoder_longueur(z.Buffer, z.TailleDonnees, ulOffset, &ulLongueur, &ulNbOctets);
+  const uint32_t ulCr = decoder_longueur<kTrace>(z.Buffer, z.TailleDonnees, ulOffset, &ulLongueur, &ulNbOctets);
   if (ulCr != MC_CR_OK) {
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_usAvancerChampSuivant");
+    MC_TRACE_SI(kTrace, kModule, kTrcZone, MC_TRACE_SORTIE, "MC_usAvancerChampSuivant");
     return static_cast<uint16_t>(ulCr);
   }
   z.OffsetChamp = ulOffset;
@@ -149,8 +192,8 @@ inline uint16_t avancer_un_champ(ZoneMemoire& z, uint16_t* pusNumero, unsigned c
   z.TailleLongueurChamp = ulNbOctets;
   if (fin_champ(z) > fin_groupe(z)) {
     // The cursor stays on the overrunning field.
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_ERREUR, " Fin du groupe atteinte.");
-    MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE, "MC_usAvancerChampSuivant");
+    MC_TRACE_SI(kTrace, kModule, kTrcZone, MC_TRACE_ERREUR, " Fin du groupe atteinte.");
+    MC_TRACE_SI(kTrace, kModule, kTrcZone, MC_TRACE_SORTIE, "MC_usAvancerChampSuivant");
     return MC_ERR_FIN;
   }
   if (pusNumero != nullptr) {
@@ -162,18 +205,19 @@ inline uint16_t avancer_un_champ(ZoneMemoire& z, uint16_t* pusNumero, unsigned c
   if (pulLongueur != nullptr) {
     *pulLongueur = z.LongueurChamp;
   }
-  MC_TRACE(kModule, kTrcZone, MC_TRACE_SORTIE,
-           "offsetChamp  = %u, longueurChamp  = %u, tailleLongueurChamp = %u",
-           static_cast<unsigned>(z.OffsetChamp), static_cast<unsigned>(z.LongueurChamp),
-           static_cast<unsigned>(z.TailleLongueurChamp));
+  MC_TRACE_SI(kTrace, kModule, kTrcZone, MC_TRACE_SORTIE,
+              "offsetChamp  = %u, longueurChamp  = %u, tailleLongueurChamp = %u",
+              static_cast<unsigned>(z.OffsetChamp), static_cast<unsigned>(z.LongueurChamp),
+              static_cast<unsigned>(z.TailleLongueurChamp));
   return MC_CR_OK;
 }
 
 // MC_usAvancerChampSuivant on a checked zone with a count of 1.
+template <bool kTrace = true>
 inline uint16_t avancer_champ_1(ZoneMemoire& z, uint16_t* pusNumero, unsigned char** ppucDonnees,
                                 uint32_t* pulLongueur) {
-  MC_TRACE(kModule, kTrcZone, MC_TRACE_ENTREE, "MC_usAvancerChampSuivant");
-  return avancer_un_champ(z, pusNumero, ppucDonnees, pulLongueur);
+  MC_TRACE_SI(kTrace, kModule, kTrcZone, MC_TRACE_ENTREE, "MC_usAvancerChampSuivant");
+  return avancer_un_champ<kTrace>(z, pusNumero, ppucDonnees, pulLongueur);
 }
 
 // MC_usAvancerChampSuivant on a checked zone: usNombre fields (0 acts as 1), with the nested
