@@ -13,6 +13,12 @@ using Lines = std::vector<std::string>;
 
 std::string at(int depth, const std::string& text) { return std::string(2 * depth, ' ') + text; }
 
+std::string numbered(const char* prefix, int i) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%s%d", prefix, i);
+  return text;
+}
+
 class TraceTest : public ::testing::Test {
  protected:
   void SetUp() override { mc::testing::reset_trace(); }
@@ -81,12 +87,12 @@ TEST_F(TraceTest, LevelTwoShowsEveryDepth) {
   nested_calls();
   Lines expected = {"### DEBUT TRACE ###"};
   for (int i = 0; i < 10; ++i) {
-    expected.push_back(at(i, "{ f" + std::to_string(i)));
-    expected.push_back(at(i + 1, "d" + std::to_string(i)));
+    expected.push_back(at(i, numbered("{ f", i)));
+    expected.push_back(at(i + 1, numbered("d", i)));
   }
   expected.push_back(at(10, "ERREUR : profond"));
   for (int i = 9; i >= 0; --i) {
-    expected.push_back(at(i + 1, "f" + std::to_string(i)));
+    expected.push_back(at(i + 1, numbered("f", i)));
     expected.push_back(at(i, "}"));
   }
   expected.insert(expected.end(), {"### FIN TRACE ###", ""});
