@@ -323,10 +323,17 @@ extern "C" MC_API uint16_t MC_usLireGroupeSuivant(uint16_t usZone, uint32_t ulPa
   mc::positionner_debut(z);
   uint16_t usOccurrence = 1;
   if (usIdentifiant == 0) {
-    // Identifier 0 is found at once without moving, so the loop would only run its 16-bit
-    // occurrence round to 0, where the search refuses it: the cursor ends at the start and the
-    // occurrence at 0. Give that outcome without the 65535 searches.
-    usOccurrence = 1;
+    // Identifier 0 is found at once without moving, so the loop runs its 16-bit occurrence
+    // round to 0, where the search refuses it: the cursor ends at the start and the occurrence
+    // at 0. Each of the 65535 searches only writes its line and puts the cursor at the start
+    // (the nested levels of occurrence n find 0 at once, without trace), so write those lines
+    // without walking the levels.
+    if (mc::g_fichierTrace != nullptr && z.OffsetGroupe < ulOffsetSuivant) {
+      for (uint32_t i = 0; i < 0xFFFFu; ++i) {
+        MC_TRACE(mc::kModule, mc::kTrcZone, MC_TRACE_APPEL, "MC_usRechercherGroupe");
+        mc::positionner_debut(z);
+      }
+    }
   } else {
     uint16_t usCrRecherche = MC_CR_OK;
     while (z.OffsetGroupe < ulOffsetSuivant && usCrRecherche == MC_CR_OK) {

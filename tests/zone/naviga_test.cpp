@@ -238,6 +238,43 @@ TEST_F(Cursor, ReadNextGroupOfIdentifierZeroEndsAtStartWithOccurrenceZero) {
   EXPECT_EQ(z(zone).CompteurGroupe, 0);
 }
 
+TEST_F(Cursor, ReadNextGroupOfIdentifierZeroTracesEverySearchOfTheRoundTrip) {
+  // Each occurrence from 1 to 65535 is searched from the start, found at once, and traced; the
+  // occurrence 0 that the count runs round to is refused before any line.
+  const uint16_t zone = envelopper(hex("00 01 01 00 00 00 01 00"));
+  ASSERT_CODE(0, MC_usAvancerGroupeSuivant(zone, 1, 0, nullptr));
+  std::vector<std::string> lignes;
+  uint16_t occurrence = 9;
+  {
+    TraceCapture trace({{1, 3, 2}});
+    EXPECT_CODE(0, MC_usLireGroupeSuivant(zone, 0, nullptr, &occurrence));
+    lignes = trace.lines();
+  }
+  EXPECT_EQ(occurrence, 0);
+  const std::vector<std::string> debut = {
+      "### DEBUT TRACE ###",     "{ MC_usLireGroupeSuivant",
+      "  { MC_stDecoderLongueur : offset = 6", "    MC_stDecoderLongueur",
+      "  }",                     "  { MC_usPositionnerDebut",
+      "  }",                     "  { MC_usRechercherGroupe",
+      "  }",                     "  { MC_usPositionnerDebut",
+      "  }",
+  };
+  ASSERT_EQ(lignes.size(), 7u + 4u * 65535u + 2u);
+  EXPECT_EQ(std::vector<std::string>(lignes.begin(), lignes.begin() + 11), debut);
+  const std::vector<std::string> fin = {"  { MC_usRechercherGroupe", "  }",
+                                        "  { MC_usPositionnerDebut", "  }", "  ", "}"};
+  EXPECT_EQ(std::vector<std::string>(lignes.end() - 6, lignes.end()), fin);
+  EXPECT_EQ(std::count(lignes.begin(), lignes.end(), "  { MC_usRechercherGroupe"), 65535);
+
+  // From the start the loop does not run: no search at all.
+  const uint16_t zero = envelopper(hex("00 00 01 00"));
+  TraceCapture trace({{1, 3, 2}});
+  EXPECT_CODE(0, MC_usLireGroupeSuivant(zero, 0, nullptr, &occurrence));
+  EXPECT_EQ(occurrence, 0);
+  lignes = trace.lines();
+  EXPECT_EQ(std::count(lignes.begin(), lignes.end(), "  { MC_usRechercherGroupe"), 0);
+}
+
 TEST_F(Cursor, KeptPositionToEndTraceEndsWithEmptyExitLine) {
   TraceCapture trace({{1, 3, 2}});
   EXPECT_CODE(0, MC_usPositionnerFin(zone_, 0));
