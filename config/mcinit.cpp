@@ -55,14 +55,17 @@ char* copier(const char* pcTexte, uint32_t ulTaille) {
 }
 
 // Reads one directory key of norba.ini into a new allocation (*ppcRepertoire stays null when the
-// key is absent or empty); returns the length read, as 16 bits.
+// key is absent or empty; *pbMemoire is set when the copy is refused); returns the length read,
+// as 16 bits.
 uint16_t lire_repertoire(char* pcTampon, const char* pcCle, char** ppcRepertoire, bool* pbMemoire) {
   pcTampon[0] = '\0';
   const auto usLongueur = static_cast<uint16_t>(
       MC_ulLireChaineNorba(kSection, pcCle, pcTampon, mc::kTailleLectureRepertoire));
   if (usLongueur != 0) {
     *ppcRepertoire = copier(pcTampon, static_cast<uint32_t>(usLongueur) + 1u);
-    *pbMemoire = *ppcRepertoire == nullptr;
+    if (*ppcRepertoire == nullptr) {
+      *pbMemoire = true;
+    }
   }
   return usLongueur;
 }

@@ -13,8 +13,10 @@ using mc::kTrcVersion;
 constexpr const char* kSection = "commun";
 constexpr const char* kCleTravail = "repertoiretravail";
 constexpr const char* kFichierConfiguration = "norba.ini";
-// Component -128 gives "-128.adm": eight characters and the zero.
-constexpr uint32_t kTailleNomComposant = 9;
+// The name buffer holds eight bytes ("-56.adm" and its zero); components -128 to -100 need one
+// more for their eight characters and the zero, and get it.
+constexpr uint32_t kTailleNomComposant = 8;
+constexpr uint32_t kTailleNomComposantLong = 9;
 
 // A new copy of a NUL-terminated text, or null when the heap refuses.
 char* copier_texte(const char* pcTexte) {
@@ -63,14 +65,16 @@ uint16_t usConstruireNomComplet(uint8_t ucComposant, char** ppcNom) {
   // Kept: the entry and exit lines carry the name of the reading helper.
   MC_TRACE(kModule, kTrcVersion, MC_TRACE_ENTREE, "usLireBufferFichier");
   uint16_t usResultat = MC_CR_OK;
-  auto* pcNom = static_cast<char*>(MC_Allouer(kTailleNomComposant));
+  // Kept: the number is written as a signed 8-bit value, so 200 gives "-56.adm".
+  const int iComposant = static_cast<int8_t>(ucComposant);
+  const uint32_t ulTaille = iComposant <= -100 ? kTailleNomComposantLong : kTailleNomComposant;
+  auto* pcNom = static_cast<char*>(MC_Allouer(ulTaille));
   if (pcNom == nullptr) {
     usResultat = MC_ERR_MEMOIRE;
   } else {
-    // Kept: the number is written as a signed 8-bit value, so 200 gives "-56.adm".
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat"
-    snprintf(pcNom, kTailleNomComposant, "%00i.adm", static_cast<int>(static_cast<int8_t>(ucComposant)));
+    snprintf(pcNom, ulTaille, "%00i.adm", iComposant);
 #pragma GCC diagnostic pop
     *ppcNom = pcNom;
   }
@@ -259,12 +263,11 @@ extern "C" MC_API uint16_t MC_usLireVersionComposant(uint8_t ucComposant, char**
              static_cast<unsigned>(usResultat));
   }
   MC_Liberer(pcCopieRepertoire);
-  if (pFichier != nullptr) {
-    // A file that failed its reading is closed too, but the reading's code is kept.
-    const uint16_t usFermeture = usFermerFichier(pFichier);
-    if (usResultat == MC_CR_OK) {
-      usResultat = usFermeture;
-    }
+  if (usResultat == MC_CR_OK) {
+    usResultat = usFermerFichier(pFichier);
+  } else if (pFichier != nullptr) {
+    // A file whose reading failed is closed quietly: no usFermerFichier lines, the code kept.
+    fclose(pFichier);
   }
   MC_TRACE(kModule, kTrcVersion, MC_TRACE_DETAIL, "MC_usLireVersionComposant =(%u)",
            static_cast<unsigned>(usResultat));

@@ -389,7 +389,8 @@ int32_t sys_WriteIniString(const char* section, const char* key, const char* val
     return 0;
   }
   // Kept: neither result is checked; the file counts as written once both files were open.
-  std::remove(cible);
+  // unlink, not remove: a directory in the target's place is never deleted.
+  ::unlink(cible);
   std::rename(temporaire, cible);
   return 1;
 }

@@ -163,6 +163,19 @@ TEST_F(IniEcriture, BareNameIsWrittenInTheConfigurationDirectory) {
   std::remove(path.c_str());
 }
 
+TEST_F(IniEcriture, DirectoryInTheTargetsPlaceIsNeverDeleted) {
+  // The target opens for reading and reads as empty; deleting it and renaming onto it both fail
+  // unchecked, so the writer still says 1 and the directory stays.
+  const std::string path = temp_path("ini");
+  ASSERT_EQ(0, mkdir(path.c_str(), 0700));
+  EXPECT_EQ(1, WriteIniString("ss", "k", "v", path.c_str()));
+  struct stat etat {};
+  ASSERT_EQ(0, stat(path.c_str(), &etat));
+  EXPECT_TRUE(S_ISDIR(etat.st_mode));
+  EXPECT_EQ("\n[ss]\nk=v\n", read_text(temporaire_config()));
+  rmdir(path.c_str());
+}
+
 TEST_F(IniEcriture, RefusesWhatItCannotWrite) {
   EXPECT_EQ(0, WriteIniString("ss", "k", "v", "/nonexistent-dir/x.ini"));
   const std::string path = temp_path("ini");

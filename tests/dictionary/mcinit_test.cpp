@@ -357,6 +357,16 @@ TEST_F(Demarrage, ConfigurationBufferRefusedIsFFFB) {
   EXPECT_TRUE(dictionnaire_vide());
 }
 
+TEST_F(Demarrage, RefusedCopyOfTheWorkingDirectoryIsAMemoryError) {
+  ecrire_ini(true, true);
+  ecrire_tables();
+  // The second block is the working directory's copy; the table directory's copy succeeds.
+  mc::testing::faire_echouer_allocation(1);
+  EXPECT_CODE(MC_ERR_MEMOIRE, initialiser());
+  attendre_echec_sans_sortie();
+  EXPECT_TRUE(dictionnaire_vide());
+}
+
 TEST_F(Demarrage, LifecycleKeepsOnlyTheValueStrings) {
   ecrire_ini(true, true);
   ecrire_tables();

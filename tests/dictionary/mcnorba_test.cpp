@@ -1,4 +1,6 @@
 // mcnorba_test.cpp -- the working directory and the component version files, byte for byte.
+#include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "config/mcnorba.h"
@@ -12,6 +14,15 @@ using mc::test::file_exists;
 using mc::test::read_file;
 
 using Versions = mc::test::Configuration;
+
+// Open file descriptors of the process.
+size_t nombre_descripteurs() {
+  size_t n = 0;
+  for ([[maybe_unused]] const auto& entree : std::filesystem::directory_iterator("/proc/self/fd")) {
+    ++n;
+  }
+  return n;
+}
 
 TEST_F(Versions, WorkingDirectoryIsHandedOut) {
   ecrire_ini(true, false);
@@ -75,6 +86,43 @@ TEST_F(Versions, ComponentNumberIsSignedEightBitKept) {
     EXPECT_STREQ(c.nom, pcNom);
     MC_Liberer(pcNom);
   }
+}
+
+TEST_F(Versions, ComponentNameTakesEightBytesAndOneMoreOnlyWhenItNeedsIt) {
+  struct Cas {
+    uint8_t composant;
+    uint32_t taille;
+  };
+  // "-56.adm" and "127.adm" fit the eight bytes with their zero; "-100.adm" to "-128.adm" do not.
+  const Cas cas[] = {{92, 8}, {127, 8}, {200, 8}, {157, 8}, {156, 9}, {128, 9}};
+  for (const Cas& c : cas) {
+    SCOPED_TRACE(static_cast<int>(c.composant));
+    const uint32_t ulAvant = mc::memoire_allouee();
+    char* pcNom = nullptr;
+    ASSERT_CODE(0, usConstruireNomComplet(c.composant, &pcNom));
+    EXPECT_EQ(c.taille, mc::memoire_allouee() - ulAvant);
+    EXPECT_GE(c.taille - 1, std::strlen(pcNom));
+    MC_Liberer(pcNom);
+  }
+}
+
+TEST_F(Versions, ReadFailureAfterOpeningClosesTheFileWithoutCloseLines) {
+  ecrire_ini(true, false);
+  mc::test::write_file(adm("93.adm"), bytes_of("0100"));
+  const size_t ulDescripteurs = nombre_descripteurs();
+  char* pcContenu = nullptr;
+  uint32_t ulLongueur = 7;
+  mc::test::TraceCapture trace({{1, 4, 2}});
+  // The sixth block is the one the file's bytes are read into: 256, 256, directory copy, short
+  // name, full path, then the bytes.
+  mc::testing::faire_echouer_allocation(5);
+  EXPECT_CODE(MC_ERR_MEMOIRE, MC_usLireVersionComposant(93, &pcContenu, &ulLongueur));
+  trace.stop();
+  EXPECT_EQ(nullptr, pcContenu);
+  EXPECT_EQ(7u, ulLongueur);
+  EXPECT_NE(std::string::npos, trace.text().find("usOuvrirFichier"));
+  EXPECT_EQ(std::string::npos, trace.text().find("usFermerFichier"));
+  EXPECT_EQ(ulDescripteurs, nombre_descripteurs());
 }
 
 TEST_F(Versions, WriteWithoutWorkingDirectoryCreatesNothing) {
