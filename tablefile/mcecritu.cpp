@@ -367,12 +367,14 @@ extern "C" MC_API uint16_t MC_usEcrireChampUnicodeFixe(uint16_t usNumFichierBina
 
 extern "C" MC_API uint16_t MC_usEcrireChaineVariable(uint16_t usNumFichierBinaire, const char* pcTexte) {
   MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireChaineVariable");
-  uint16_t usCr = MC_CR_OK;
-  if (pcTexte == nullptr) {
+  // The slot and its write mode come first: a refused file codes no length and writes nothing.
+  FichierBinaire* ps = nullptr;
+  uint16_t usCr = mc::fichier_en_ecriture(usNumFichierBinaire, &ps);
+  if (usCr == MC_CR_OK && pcTexte == nullptr) {
     // A missing text is written as an empty one.
     const uint8_t ucZero = 0;
     usCr = MC_usEcrireChampFixe(usNumFichierBinaire, &ucZero, 1);
-  } else {
+  } else if (usCr == MC_CR_OK) {
     const size_t longueur = strlen(pcTexte);
     if (longueur > UINT32_MAX) {
       usCr = MC_ERR_ARGUMENT;

@@ -275,6 +275,38 @@ TEST_F(FormatTest, KeptDoubleWritesIntoAnyOpenFileTheOthersRefuseAFileOpenedForR
   EXPECT_EQ(exemple_95(), read_file(path("tablebin.tbx")));
 }
 
+TEST_F(FormatTest, VariableStringChecksSlotAndWriteModeBeforeCodingItsLength) {
+  write_file(path("tablebin.tbx"), exemple_95());
+  uint16_t num = 0;
+  ASSERT_CODE(0, ouvrir("tablebin.tbx", 1, &num));
+  struct Case {
+    uint16_t num;
+    const char* text;
+    uint16_t code;
+    std::vector<std::string> lines;
+  };
+  const Case cases[] = {
+      {num, "ab", MC_ERR_TYPE, {"{ MC_usEcrireChaineVariable", "  MC_usEcrireChaineVariable", "}"}},
+      {num, nullptr, MC_ERR_TYPE, {"{ MC_usEcrireChaineVariable", "  MC_usEcrireChaineVariable", "}"}},
+      {0, "ab", MC_ERR_NUMERO,
+       {"{ MC_usEcrireChaineVariable", "  ERREUR : usRechercherFichier : numero de fichier invalide",
+        "  MC_usEcrireChaineVariable", "}"}},
+      {7, "ab", MC_ERR_NUMERO,
+       {"{ MC_usEcrireChaineVariable", "  ERREUR : usRechercherFichier : fichier non reserve",
+        "  MC_usEcrireChaineVariable", "}"}}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(std::to_string(c.num) + (c.text != nullptr ? " text" : " null"));
+    TraceCapture trace({{1, 7, 2}, {1, 3, 2}});
+    EXPECT_CODE(c.code, MC_usEcrireChaineVariable(c.num, c.text));
+    std::vector<std::string> lines = trace.lines();
+    ASSERT_FALSE(lines.empty());
+    lines.erase(lines.begin());  // the header line of the trace file
+    EXPECT_EQ(c.lines, lines);
+  }
+  EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
+  EXPECT_EQ(exemple_95(), read_file(path("tablebin.tbx")));
+}
+
 TEST_F(FormatTest, KeptSizeOnAFileOpenedForReadingStillMovesItToItsEnd) {
   write_file(path("tablebin.tbx"), exemple_95());
   uint16_t num = 0;
