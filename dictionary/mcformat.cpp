@@ -1,4 +1,5 @@
 // mcformat.cpp -- the format control of a memory zone against the data dictionary.
+#include <cstdint>
 #include <cstring>
 
 #include "checks/mcoutils.h"
@@ -25,13 +26,13 @@ uint16_t code_champ(uint16_t usBase, uint16_t usNbChamps, uint16_t usNumChamp) {
                                usNumChamp);
 }
 
-// The value of a field as a NUL-terminated text, for the detail line only: the copy is made
-// while a trace file is open, and given back at once.
+// The value of a field as a NUL-terminated text, for the detail line, given back at once. The
+// copy is taken whether or not a trace file is open: the allocator's running count includes it.
 void tracer_valeur(const unsigned char* pucValeur, uint32_t ulLongueur) {
-  if (mc::g_fichierTrace == nullptr) {
-    return;
+  if (ulLongueur == UINT32_MAX) {
+    return;  // no room for the zero
   }
-  mc::Tampon<char> copie = mc::allouer<char>(ulLongueur + 1);
+  mc::Tampon<char> copie = mc::allouer<char>(size_t{ulLongueur} + 1);
   if (!copie) {
     return;
   }
@@ -39,7 +40,7 @@ void tracer_valeur(const unsigned char* pucValeur, uint32_t ulLongueur) {
     memcpy(copie.get(), pucValeur, ulLongueur);
   }
   copie.get()[ulLongueur] = '\0';
-  MC_TraceEcrire(kModule, kTrcFormat, MC_TRACE_DETAIL, "Valeur du champ = %s", copie.get());
+  MC_TRACE(kModule, kTrcFormat, MC_TRACE_DETAIL, "Valeur du champ = %s", copie.get());
 }
 
 // True when the value (significant length s, s not 0) is one of the field's allowed values.
@@ -113,6 +114,7 @@ extern "C" MC_API uint16_t MC_usControlerFormatZoneMemoire(uint16_t usZone) {
   uint16_t usNumChamp = 0;
   unsigned char* pucValeur = nullptr;
   uint32_t ulLongueur = 0;
+  bool bFinDesGroupes = false;  // the walk ended on the zone's last group
   while (usResultat == MC_CR_OK) {
     ++usGroupe;
     uint16_t usCodeGroupe = 0;
@@ -120,6 +122,7 @@ extern "C" MC_API uint16_t MC_usControlerFormatZoneMemoire(uint16_t usZone) {
     if (usResultat == MC_ERR_FIN) {
       MC_TRACE(kModule, kTrcFormat, MC_TRACE_DETAIL, " MC_usAvancerGroupeSuivant= 0x%04x",
                static_cast<unsigned>(usResultat));
+      bFinDesGroupes = true;
       break;
     }
     // Kept: the text carries no conversion, so the group code is not written.
@@ -225,9 +228,11 @@ extern "C" MC_API uint16_t MC_usControlerFormatZoneMemoire(uint16_t usZone) {
   }
 
   if (usResultat == MC_ERR_FIN) {
-    usResultat = MC_CR_OK;
-    if (usNbGroupes == 0) {
-      // Kept: with an empty dictionary the end of the walk names the group after the last.
+    if (bFinDesGroupes && usNbGroupes != 0) {
+      usResultat = MC_CR_OK;
+    } else {
+      // Kept: with an empty dictionary the end of the walk names the group after the last; an
+      // end reported by the group-end test names the current group the same way.
       usResultat = code_groupe_inconnu(usGroupe);
       MC_TRACE(kModule, kTrcFormat, MC_TRACE_ERREUR, "ERREUR  groupe inconnu, usResultat= 0x%04x",
                static_cast<unsigned>(usResultat));

@@ -3,6 +3,7 @@
 // lines, and the development dictionary.
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "dictionary/mctab.h"
@@ -307,6 +308,30 @@ TEST_F(FormatControl, AllocationFailuresNeverCrashNorLeak) {
     EXPECT_TRUE(attendu) << std::hex << code;
     EXPECT_EQ(code == 0xA003 ? 1u : 0u, restants);
   }
+}
+
+TEST_F(FormatControl, ValueCopyForTheTraceIsRequestedWithTracingOffToo) {
+  charger(exemple());
+  const Zone zone({g10(), g20(), g30()});
+  const auto demandes = [&zone] {
+    const uint32_t avant = mc::memoire_allouee();
+    const uint32_t appels = mc::testing::nombre_allocations();
+    EXPECT_CODE(0, MC_usControlerFormatZoneMemoire(zone.numero()));
+    return std::pair<uint32_t, uint32_t>{mc::memoire_allouee() - avant,
+                                         mc::testing::nombre_allocations() - appels};
+  };
+  const auto sans_trace = demandes();
+  std::pair<uint32_t, uint32_t> avec_trace;
+  {
+    TraceCapture trace({{1, 2, 2}});
+    avec_trace = demandes();
+  }
+  EXPECT_EQ(avec_trace, sans_trace);
+  // The group list (3 x 2), the field records (6 x 17), and for each of the six fields its
+  // type-check copy and its trace copy (value + zero, 12 + 12); the one field with allowed values
+  // adds its reduced copy (3) and the two allowed values (3 + 3).
+  EXPECT_EQ(6u + 102u + 24u + 24u + 3u + 6u, sans_trace.first);
+  EXPECT_EQ(1u + 3u + 6u + 6u + 1u + 2u, sans_trace.second);
 }
 
 TEST_F(FormatControl, EveryExitClosesItsTraceLevel) {
