@@ -345,4 +345,28 @@ void reset_dictionnaire() {
   usSupprTabChamp();
   usSupprTabValeur();
 }
+
+void installer_dictionnaire(const MC_GroupeDictionnaire* psGroupes, uint32_t ulNbGroupes,
+                            const MC_ChampDictionnaire* psChamps, uint32_t ulNbChamps,
+                            const char* const* ppcValeurs, uint32_t ulNbValeurs) {
+  g_stTabGrp = static_cast<MC_GroupeDictionnaire*>(
+      MC_Allouer(ulNbGroupes * static_cast<uint32_t>(sizeof(MC_GroupeDictionnaire))));
+  if (ulNbGroupes != 0) {
+    std::memcpy(g_stTabGrp, psGroupes, ulNbGroupes * sizeof(MC_GroupeDictionnaire));
+  }
+  g_ulNbTabGrp = ulNbGroupes;
+  g_stTabChp = static_cast<MC_ChampDictionnaire*>(
+      MC_Allouer(ulNbChamps * static_cast<uint32_t>(sizeof(MC_ChampDictionnaire))));
+  if (ulNbChamps != 0) {
+    std::memcpy(g_stTabChp, psChamps, ulNbChamps * sizeof(MC_ChampDictionnaire));
+  }
+  g_ulNbTabChp = ulNbChamps;
+  g_cTabVal = static_cast<char**>(MC_Allouer(ulNbValeurs * static_cast<uint32_t>(sizeof(char*))));
+  for (uint32_t ul = 0; ul < ulNbValeurs; ++ul) {
+    const size_t stTaille = std::strlen(ppcValeurs[ul]) + 1;
+    g_cTabVal[ul] = static_cast<char*>(MC_Allouer(static_cast<uint32_t>(stTaille)));
+    std::memcpy(g_cTabVal[ul], ppcValeurs[ul], stTaille);
+  }
+  g_ulNbTabVal = ulNbValeurs;
+}
 }  // namespace mc::testing

@@ -20,6 +20,10 @@ uint16_t usSupprTabValeur();
 namespace mc::testing {
 // Empties the three tables (the value strings too) and sets the counts back to 0.
 void reset_dictionnaire();
+// Fills the three tables in place with copies of the given rows, as a load would.
+void installer_dictionnaire(const MC_GroupeDictionnaire* psGroupes, uint32_t ulNbGroupes,
+                            const MC_ChampDictionnaire* psChamps, uint32_t ulNbChamps,
+                            const char* const* ppcValeurs, uint32_t ulNbValeurs);
 }  // namespace mc::testing
 
 #endif  // MC_DICTIONARY_MCTAB_H

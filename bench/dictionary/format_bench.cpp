@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "mc.h"
+#include "dictionary/mctab.h"
 #include "runtime/mcmemoir.h"
 
 namespace {
@@ -19,43 +20,23 @@ namespace {
 constexpr uint16_t kNbCodes = 10;
 constexpr uint16_t kNbGroupes = 100;
 
-MC_ChampDictionnaire champ(int32_t obligatoire, uint16_t min, uint16_t max, char type,
-                           uint16_t premiere, uint16_t nombre) {
-  MC_ChampDictionnaire c{};
-  c.lObligatoire = obligatoire;
-  c.usLongueurMin = min;
-  c.usLongueurMax = max;
-  c.cType = static_cast<int8_t>(type);
-  c.usPremiereValeur = premiere;
-  c.usNbValeurs = nombre;
-  return c;
-}
-
 // Ten groups of the same five fields: a number, a name, a first name, a date and a code with
 // four allowed values.
 void charger_dictionnaire() {
   static const char* const kValeurs[] = {"01", "02", "03", "12"};
-  g_ulNbTabGrp = kNbCodes;
-  g_stTabGrp = static_cast<MC_GroupeDictionnaire*>(
-      MC_Allouer(kNbCodes * static_cast<uint32_t>(sizeof(MC_GroupeDictionnaire))));
-  g_ulNbTabChp = kNbCodes * 5u;
-  g_stTabChp = static_cast<MC_ChampDictionnaire*>(
-      MC_Allouer(g_ulNbTabChp * static_cast<uint32_t>(sizeof(MC_ChampDictionnaire))));
+  // obligatoire, min, max, type, information, first value, values
+  static const MC_ChampDictionnaire kChamps[] = {{1, 1, 10, 'N', 0, 0, 0},
+                                                 {1, 1, 40, 'A', 0, 0, 0},
+                                                 {0, 0, 20, 'L', 0, 0, 0},
+                                                 {0, 8, 8, 'D', 0, 0, 0},
+                                                 {1, 2, 2, 'N', 0, 0, 4}};
+  MC_GroupeDictionnaire groupes[kNbCodes];
+  MC_ChampDictionnaire champs[kNbCodes * 5];
   for (uint16_t g = 0; g < kNbCodes; ++g) {
-    g_stTabGrp[g] = {static_cast<uint16_t>(0x0100 + g), static_cast<uint16_t>(g * 5), 5};
-    MC_ChampDictionnaire* c = g_stTabChp + g * 5;
-    c[0] = champ(1, 1, 10, 'N', 0, 0);
-    c[1] = champ(1, 1, 40, 'A', 0, 0);
-    c[2] = champ(0, 0, 20, 'L', 0, 0);
-    c[3] = champ(0, 8, 8, 'D', 0, 0);
-    c[4] = champ(1, 2, 2, 'N', 0, 4);
+    groupes[g] = {static_cast<uint16_t>(0x0100 + g), static_cast<uint16_t>(g * 5), 5};
+    std::memcpy(champs + g * 5, kChamps, sizeof kChamps);
   }
-  g_ulNbTabVal = 4;
-  g_cTabVal = static_cast<char**>(MC_Allouer(4 * static_cast<uint32_t>(sizeof(char*))));
-  for (uint32_t v = 0; v < 4; ++v) {
-    g_cTabVal[v] = static_cast<char*>(MC_Allouer(3));
-    std::memcpy(g_cTabVal[v], kValeurs[v], 3);
-  }
+  mc::testing::installer_dictionnaire(groupes, kNbCodes, champs, kNbCodes * 5, kValeurs, 4);
 }
 
 uint16_t creer_zone() {

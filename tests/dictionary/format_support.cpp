@@ -2,23 +2,14 @@
 #include "format_support.h"
 
 #include <chrono>
-#include <cstring>
 
+#include "dictionary/mctab.h"
 #include "support/mctest.h"
 #include "zone/mczone.h"
 
 namespace mc::test::format {
 
 namespace {
-
-template <typename T>
-T* copie_table(const std::vector<T>& lignes) {
-  auto* p = static_cast<T*>(MC_Allouer(static_cast<uint32_t>(lignes.size() * sizeof(T))));
-  if (!lignes.empty()) {
-    std::memcpy(static_cast<void*>(p), lignes.data(), lignes.size() * sizeof(T));
-  }
-  return p;
-}
 
 bool chiffres(const std::string& s) {
   for (const char c : s) {
@@ -93,16 +84,13 @@ void charger(const Dico& dico) {
       valeurs.insert(valeurs.end(), c.valeurs.begin(), c.valeurs.end());
     }
   }
-  g_stTabGrp = copie_table(groupes);
-  g_ulNbTabGrp = static_cast<uint32_t>(groupes.size());
-  g_stTabChp = copie_table(champs);
-  g_ulNbTabChp = static_cast<uint32_t>(champs.size());
-  g_cTabVal = static_cast<char**>(MC_Allouer(static_cast<uint32_t>(valeurs.size() * sizeof(char*))));
-  for (size_t i = 0; i < valeurs.size(); ++i) {
-    g_cTabVal[i] = static_cast<char*>(MC_Allouer(static_cast<uint32_t>(valeurs[i].size() + 1)));
-    std::memcpy(g_cTabVal[i], valeurs[i].c_str(), valeurs[i].size() + 1);
+  std::vector<const char*> textes;
+  for (const auto& v : valeurs) {
+    textes.push_back(v.c_str());
   }
-  g_ulNbTabVal = static_cast<uint32_t>(valeurs.size());
+  mc::testing::installer_dictionnaire(groupes.data(), static_cast<uint32_t>(groupes.size()),
+                                      champs.data(), static_cast<uint32_t>(champs.size()),
+                                      textes.data(), static_cast<uint32_t>(textes.size()));
 }
 
 Dico dictionnaire_dev() {

@@ -46,20 +46,13 @@ class Dictionnaire : public ::testing::Test {
   static void remplir(const std::vector<MC_GroupeDictionnaire>& groupes,
                       const std::vector<MC_ChampDictionnaire>& champs,
                       const std::vector<std::string>& valeurs) {
-    g_stTabGrp = static_cast<MC_GroupeDictionnaire*>(
-        MC_Allouer(static_cast<uint32_t>(groupes.size() * sizeof(MC_GroupeDictionnaire))));
-    std::memcpy(g_stTabGrp, groupes.data(), groupes.size() * sizeof(MC_GroupeDictionnaire));
-    g_ulNbTabGrp = static_cast<uint32_t>(groupes.size());
-    g_stTabChp = static_cast<MC_ChampDictionnaire*>(
-        MC_Allouer(static_cast<uint32_t>(champs.size() * sizeof(MC_ChampDictionnaire))));
-    std::memcpy(g_stTabChp, champs.data(), champs.size() * sizeof(MC_ChampDictionnaire));
-    g_ulNbTabChp = static_cast<uint32_t>(champs.size());
-    g_cTabVal = static_cast<char**>(MC_Allouer(static_cast<uint32_t>(valeurs.size() * sizeof(char*))));
-    for (size_t i = 0; i < valeurs.size(); ++i) {
-      g_cTabVal[i] = static_cast<char*>(MC_Allouer(static_cast<uint32_t>(valeurs[i].size() + 1)));
-      std::memcpy(g_cTabVal[i], valeurs[i].c_str(), valeurs[i].size() + 1);
+    std::vector<const char*> textes;
+    for (const auto& v : valeurs) {
+      textes.push_back(v.c_str());
     }
-    g_ulNbTabVal = static_cast<uint32_t>(valeurs.size());
+    mc::testing::installer_dictionnaire(groupes.data(), static_cast<uint32_t>(groupes.size()),
+                                        champs.data(), static_cast<uint32_t>(champs.size()),
+                                        textes.data(), static_cast<uint32_t>(textes.size()));
   }
 
   // Three groups; the second starts at field 2, the third at field 10 of twelve fields. Field 11
