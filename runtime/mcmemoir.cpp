@@ -39,23 +39,30 @@ void reset_memoire() {
   s_nbLiberations = 0;
 }
 void faire_echouer_allocation(uint32_t reussites) { s_avantEchec = reussites; }
+void annuler_echec_allocation() { s_avantEchec = -1; }
+bool compter_allocation() {
+  ++s_nbAllocations;
+  if (s_avantEchec == 0) {
+    s_avantEchec = -1;
+    return false;
+  }
+  if (s_avantEchec > 0) {
+    --s_avantEchec;
+  }
+  return true;
+}
 uint32_t nombre_allocations() { return s_nbAllocations; }
 uint32_t nombre_liberations() { return s_nbLiberations; }
 }  // namespace testing
 
+void* allouer_non_compte(size_t taille) {
+  return testing::compter_allocation() ? malloc(taille) : nullptr;
+}
+
 }  // namespace mc
 
 extern "C" MC_API void* MC_Allouer(uint32_t ulTaille) {
-  void* pvBloc = nullptr;
-  if (mc::s_avantEchec == 0) {
-    mc::s_avantEchec = -1;
-  } else {
-    if (mc::s_avantEchec > 0) {
-      --mc::s_avantEchec;
-    }
-    pvBloc = malloc(ulTaille);
-  }
-  ++mc::s_nbAllocations;
+  void* pvBloc = mc::testing::compter_allocation() ? malloc(ulTaille) : nullptr;
   MC_TRACE(mc::kModule, mc::kTrcInit, MC_TRACE_ENTREE, "Allocation de %u (%u) a l'adresse %p",
            static_cast<unsigned>(ulTaille), static_cast<unsigned>(ulTaille), pvBloc);
   if (pvBloc == nullptr) {

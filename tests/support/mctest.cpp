@@ -1,6 +1,8 @@
 // mctest.cpp -- shared test helpers.
 #include "support/mctest.h"
 
+#include "runtime/mcmemoir.h"
+
 #include <atomic>
 #include <cctype>
 #include <cstdio>
@@ -171,6 +173,25 @@ std::vector<std::string> split_lines(const std::string& text) {
     lines.push_back(current);
   }
   return lines;
+}
+
+void each_allocation_failure(const std::function<uint32_t()>& operation, uint32_t success,
+                             const std::function<void(uint32_t k, uint32_t code)>& expect) {
+  const uint32_t before = mc::testing::nombre_allocations();
+  ASSERT_CODE(success, operation()) << "without any failure";
+  const uint32_t count = mc::testing::nombre_allocations() - before;
+  for (uint32_t k = 0; k < count; ++k) {
+    SCOPED_TRACE(::testing::Message() << "allocation " << k << " of " << count << " fails");
+    mc::testing::faire_echouer_allocation(k);
+    const uint32_t code = operation();
+    mc::testing::annuler_echec_allocation();
+    if (expect) {
+      expect(k, code);
+    } else {
+      EXPECT_CODE(MC_ERR_MEMOIRE, code);
+    }
+    EXPECT_CODE(success, operation()) << "run again after the failure";
+  }
 }
 
 TraceCapture::TraceCapture(std::initializer_list<Pair> pairs, const char* mode)

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <ostream>
 #include <string>
@@ -56,6 +57,14 @@ std::string config_dir();
 // Replaces every ctime text ("Sat Nov 21 05:43:00 2026") by "<date>".
 std::string mask_dates(std::string text);
 std::vector<std::string> split_lines(const std::string& text);
+
+// Memory shortage, one allocation at a time. `operation` prepares, runs and undoes one operation
+// and returns its code. It is run once to count its allocations n (and must give `success` then),
+// then n times with the k-th allocation failing (k = 0 .. n-1), each time followed by one more run
+// without failure that must give `success` again. `expect(k, code)` checks the failing runs; the
+// default expects 0xF801. Leaks show under LeakSanitizer at the end of the program.
+void each_allocation_failure(const std::function<uint32_t()>& operation, uint32_t success = 0,
+                             const std::function<void(uint32_t k, uint32_t code)>& expect = {});
 
 // Opens a trace file for the given (module, trace, level) registrations; closes it on destruction.
 class TraceCapture {
