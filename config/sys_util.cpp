@@ -3,6 +3,7 @@
 #include "config/sys_util.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,6 +15,7 @@
 #include <memory>
 
 #include "config/mcrepconf.h"
+#include "runtime/mcmemoir.h"
 
 namespace mc {
 
@@ -22,7 +24,7 @@ namespace {
 constexpr char kFichierTemporaire[] = "WriteIniTmp.txt";
 
 // The INI layer takes its memory straight from the heap, not through MC_Allouer: its blocks are
-// neither counted nor traced, so reading a value writes no allocation lines into the trace.
+// neither accounted nor traced, so reading a value writes no allocation lines into the trace.
 struct Libre {
   void operator()(char* p) const { std::free(p); }
 };
@@ -175,6 +177,129 @@ int32_t copier_reste(FILE* entree, FILE* sortie, Ligne& ligne) {
   return lu;
 }
 
+// Holds the configuration directory locked (flock) for the life of the object. Every writer goes
+// through the directory's one temporary file, so all of them queue here, whatever their target;
+// a lock on the target itself would not hold across the rename that replaces it. Without the
+// directory (or where it cannot be locked) the writer goes on unlocked, as it always did.
+class Verrou {
+ public:
+  explicit Verrou(const char* repertoire)
+      : fd_(::open(repertoire, O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    while (fd_ >= 0 && ::flock(fd_, LOCK_EX) != 0 && errno == EINTR) {
+    }
+  }
+  ~Verrou() {
+    if (fd_ >= 0) {
+      ::close(fd_);
+    }
+  }
+  Verrou(const Verrou&) = delete;
+  Verrou& operator=(const Verrou&) = delete;
+
+ private:
+  int fd_;
+};
+
+enum class Ouverture { kOuverte, kAbsente, kRefusee };
+
+// Opens the target for reading. Only a target that does not exist is absent; one that exists but
+// cannot be opened, or is neither a regular file nor a directory (a FIFO would block, a device
+// would be replaced by a plain file), is refused.
+Ouverture ouvrir_cible(const char* cible, FILE** entree, bool* reguliere) {
+  const int fd = ::open(cible, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) {
+    return errno == ENOENT ? Ouverture::kAbsente : Ouverture::kRefusee;
+  }
+  struct stat etat {};
+  // Deviation: a FIFO, a device or a socket in the target's place is refused.
+  if (::fstat(fd, &etat) != 0 || !(S_ISREG(etat.st_mode) || S_ISDIR(etat.st_mode))) {
+    ::close(fd);
+    return Ouverture::kRefusee;
+  }
+  *reguliere = S_ISREG(etat.st_mode);
+  *entree = ::fdopen(fd, "r");
+  if (*entree == nullptr) {
+    ::close(fd);
+    return Ouverture::kRefusee;
+  }
+  return Ouverture::kOuverte;
+}
+
+// Closes a stream written to; false when any write to it or the close itself failed.
+bool fermer_ecrit(FILE* sortie) {
+  const bool ecrit = std::ferror(sortie) == 0;
+  return std::fclose(sortie) == 0 && ecrit;
+}
+
+bool ecrire_tout(int fd, const char* data, size_t size) {
+  while (size > 0) {
+    const ssize_t n = ::write(fd, data, size);
+    if (n < 0 && errno == EINTR) {
+      continue;
+    }
+    if (n <= 0) {
+      return false;
+    }
+    data += n;
+    size -= static_cast<size_t>(n);
+  }
+  return true;
+}
+
+// Copies `source` whole into `destination`, a file this call creates; false on any failure.
+bool copier_fichier(const char* source, const char* destination) {
+  const int entree = ::open(source, O_RDONLY | O_CLOEXEC);
+  if (entree < 0) {
+    return false;
+  }
+  int sortie = ::open(destination, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  if (sortie < 0 && errno == EEXIST && ::unlink(destination) == 0) {
+    sortie = ::open(destination, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  }
+  if (sortie < 0) {
+    ::close(entree);
+    return false;
+  }
+  char tampon[8192];
+  bool ok = true;
+  for (;;) {
+    const ssize_t n = ::read(entree, tampon, sizeof tampon);
+    if (n < 0 && errno == EINTR) {
+      continue;
+    }
+    if (n <= 0) {
+      ok = n == 0;
+      break;
+    }
+    if (!ecrire_tout(sortie, tampon, static_cast<size_t>(n))) {
+      ok = false;
+      break;
+    }
+  }
+  ::close(entree);
+  ok = ::close(sortie) == 0 && ok;
+  if (!ok) {
+    ::unlink(destination);
+  }
+  return ok;
+}
+
+// Replaces `cible` by a copy of `temporaire` made in the target's own directory, so that the
+// last step is a rename within one file system. False, with the target as it was, on failure.
+bool remplacer_par_copie(const char* temporaire, const char* cible) {
+  Chemin copie;
+  const int n = std::snprintf(copie, sizeof copie, "%s.%s.%ld", cible, kFichierTemporaire,
+                              static_cast<long>(::getpid()));
+  if (n < 0 || static_cast<size_t>(n) >= sizeof copie || !copier_fichier(temporaire, copie)) {
+    return false;
+  }
+  if (std::rename(copie, cible) != 0) {
+    ::unlink(copie);
+    return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 char* kpl_uprstr(char* text) {
@@ -215,7 +340,7 @@ bool Ligne::push(char c) {
       return false;
     }
     const size_t capacite = capacity_ * 2;
-    auto* bloc = static_cast<char*>(std::malloc(capacite));
+    auto* bloc = static_cast<char*>(allouer_non_compte(capacite));
     if (bloc == nullptr) {
       return false;
     }
@@ -261,7 +386,8 @@ void* getIniInfo(const char* section, const char* key, void* result, char kind, 
   if (!nom_complet(fileName, nom)) {
     return result;
   }
-  const int fd = ::open(nom, O_RDONLY | O_CLOEXEC);
+  // Deviation: a FIFO is opened without waiting for a writer (it then reads as empty).
+  const int fd = ::open(nom, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (fd < 0) {
     return result;
   }
@@ -277,7 +403,7 @@ void* getIniInfo(const char* section, const char* key, void* result, char kind, 
   }
   size_t taille = static_cast<size_t>(etat.st_size);
   // The extra byte is zero so that a last line without a line end stops at the end of the text.
-  Texte texte(static_cast<char*>(std::malloc(taille + 1)));
+  Texte texte(static_cast<char*>(allouer_non_compte(taille + 1)));
   if (!texte) {
     ::close(fd);
     return result;
@@ -319,17 +445,31 @@ int32_t sys_WriteIniString(const char* section, const char* key, const char* val
   if (n < 0 || static_cast<size_t>(n) >= sizeof temporaire || !nom_complet(fileName, cible)) {
     return 0;
   }
+  // Deviation: writers queue on a lock of the configuration directory from reading to replacing.
+  const Verrou verrou(repertoire_configuration());
 
-  FILE* entree = std::fopen(cible, "r");
-  if (entree == nullptr) {
-    FILE* nouveau = std::fopen(cible, "w");
-    if (nouveau == nullptr) {
-      return 0;
+  bool reguliere = false;
+  FILE* entree = nullptr;
+  switch (ouvrir_cible(cible, &entree, &reguliere)) {
+    case Ouverture::kAbsente: {
+      FILE* nouveau = std::fopen(cible, "w");
+      if (nouveau == nullptr) {
+        return 0;
+      }
+      std::fprintf(nouveau, "[%s]\n", section);
+      std::fprintf(nouveau, "%s=%s\n", key, value);
+      // Deviation: a new file that could not be written whole is removed and gives 0.
+      if (!fermer_ecrit(nouveau)) {
+        ::unlink(cible);
+        return 0;
+      }
+      return 1;
     }
-    std::fprintf(nouveau, "[%s]\n", section);
-    std::fprintf(nouveau, "%s=%s\n", key, value);
-    std::fclose(nouveau);
-    return 1;
+    case Ouverture::kRefusee:
+      // Deviation: a target that exists but cannot be read is left alone, never recreated.
+      return 0;
+    case Ouverture::kOuverte:
+      break;
   }
   // Kept: the temporary file is always in the configuration directory, whatever the target's.
   FILE* sortie = std::fopen(temporaire, "w");
@@ -381,17 +521,28 @@ int32_t sys_WriteIniString(const char* section, const char* key, const char* val
     std::fprintf(sortie, "\n[%s]\n", section);
     std::fprintf(sortie, "%s=%s\n", key, value);
   }
+  // Only a regular file can fail half-way; a directory in the target's place reads as empty.
+  const bool lu_entier = !reguliere || std::ferror(entree) == 0;
   std::fclose(entree);
-  std::fclose(sortie);
-  if (lu < 0) {
-    // A line too long for the heap: the target stays as it was.
+  // Deviation: a failed read or write (a full disk) leaves the target as it was and gives 0.
+  const bool ecrit_entier = fermer_ecrit(sortie);
+  if (lu < 0 || !lu_entier || !ecrit_entier) {
+    // A line too long for the heap too: the target stays as it was.
     std::remove(temporaire);
     return 0;
   }
-  // Kept: neither result is checked; the file counts as written once both files were open.
-  // unlink, not remove: a directory in the target's place is never deleted.
-  ::unlink(cible);
-  std::rename(temporaire, cible);
+  // Deviation: the target is never deleted first; the rename replaces it in one step.
+  if (std::rename(temporaire, cible) == 0) {
+    return 1;
+  }
+  if (errno == EXDEV) {
+    // Deviation: across file systems, the content is copied beside the target and renamed there.
+    const bool remplace = remplacer_par_copie(temporaire, cible);
+    std::remove(temporaire);
+    return remplace ? 1 : 0;
+  }
+  // Kept: any other failure of the rename is not checked; the target and the temporary file
+  // both stay as they are and the file counts as written.
   return 1;
 }
 

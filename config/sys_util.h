@@ -55,7 +55,8 @@ void* getIniInfo(const char* section, const char* key, void* result, char kind, 
                  const char* fileName);
 
 // Sets `key` of `section` to `value` in `fileName`, rewriting the file through the temporary
-// file of the configuration directory. 1 written, 0 not written.
+// file of the configuration directory, under a lock of that directory. 1 written; 0 not written,
+// the file then as it was (it is created only when it does not exist).
 int32_t sys_WriteIniString(const char* section, const char* key, const char* value,
                            const char* fileName);
 

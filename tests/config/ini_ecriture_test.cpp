@@ -1,8 +1,10 @@
 // ini_ecriture_test.cpp -- the INI writer, checked byte for byte, and its line reader.
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <string>
 
 #include "config/sys_util.h"
@@ -185,6 +187,62 @@ TEST_F(IniEcriture, RefusesWhatItCannotWrite) {
   EXPECT_EQ(0, WriteIniString("ss", "k", "v", nullptr));
   EXPECT_FALSE(file_exists(path));
   EXPECT_EQ(0, WriteIniString("ss", "k", "v", std::string(5000, 'n').c_str()));
+}
+
+TEST_F(IniEcriture, ReplacesATargetOnAnotherFileSystem) {
+  // The temporary file cannot be renamed across file systems: the first form had deleted the
+  // target by then and lost it.
+  struct stat shm {}, conf {};
+  if (stat("/dev/shm", &shm) != 0 || stat(config_dir().c_str(), &conf) != 0 ||
+      shm.st_dev == conf.st_dev) {
+    GTEST_SKIP() << "/dev/shm is not another file system";
+  }
+  const std::string prefixe = "mc-ini-" + std::to_string(getpid());
+  const std::string path = "/dev/shm/" + prefixe + ".ini";
+  write_text(path, "[ss]\nk=1\nb=2\n");
+  EXPECT_EQ(1, WriteIniString("ss", "k", "v", path.c_str()));
+  EXPECT_EQ("[ss]\nk=v\nb=2\n", read_text(path));
+  EXPECT_FALSE(file_exists(temporaire_config()));
+  int fichiers = 0;
+  for (const auto& e : std::filesystem::directory_iterator("/dev/shm")) {
+    fichiers += e.path().filename().string().starts_with(prefixe) ? 1 : 0;
+  }
+  EXPECT_EQ(1, fichiers);
+  std::remove(path.c_str());
+}
+
+TEST_F(IniEcriture, LeavesAnUnreadableTargetAlone) {
+  // Write-only for its owner and for others: root reads anything, so root writes as nobody.
+  const std::string path = temp_path("ini");
+  write_text(path, "[ss]\na=1\n");
+  ASSERT_EQ(0, chmod(path.c_str(), 0222));
+  const pid_t pid = fork();
+  ASSERT_GE(pid, 0);
+  if (pid == 0) {
+    _exit(geteuid() == 0 && setuid(65534) != 0 ? 2 : WriteIniString("ss", "k", "v", path.c_str()));
+  }
+  int etat = -1;
+  ASSERT_EQ(pid, waitpid(pid, &etat, 0));
+  EXPECT_EQ(0, WIFEXITED(etat) ? WEXITSTATUS(etat) : -1);
+  ASSERT_EQ(0, chmod(path.c_str(), 0644));
+  EXPECT_EQ("[ss]\na=1\n", read_text(path));
+}
+
+TEST_F(IniEcriture, RefusedMemoryLeavesTheTargetAsItWas) {
+  // Lines longer than the inline room make the writer take heap blocks.
+  const std::string path = temp_path("ini");
+  const std::string avant = std::string(300, 'x') + "\n[ss]\n" + std::string(600, 'y') + "\nk=1\n";
+  each_allocation_failure(
+      [&] {
+        write_text(path, avant);
+        return uint32_t(MC_bEcrireChaineIni("ss", "k", "v", path.c_str()));
+      },
+      1,
+      [&](uint32_t, uint32_t ecrit) {
+        EXPECT_EQ(0u, ecrit);
+        EXPECT_EQ(avant, read_text(path));
+        EXPECT_FALSE(file_exists(temporaire_config()));
+      });
 }
 
 TEST(IniLigne, ReadsLinesAsTheWriterSeesThem) {

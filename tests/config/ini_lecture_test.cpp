@@ -2,6 +2,7 @@
 // size rule, integers, file names, and odd or broken files.
 #include <climits>
 #include <cstring>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -323,8 +324,30 @@ TEST(IniLecture, TakesNoAccountedMemory) {
   mc::testing::reset_memoire();
   char buffer[8];
   EXPECT_EQ(1, GetIniString("ss", "cle", "", buffer, 7, path.c_str()));
-  EXPECT_EQ(0u, mc::testing::nombre_allocations());
   EXPECT_EQ(0u, mc::memoire_allouee());
+}
+
+TEST(IniLecture, RefusedMemoryLeavesTheDefault) {
+  const std::string path = temp_path("ini");
+  write_text(path, "[ss]\ncle=1234\n");
+  const char* f = path.c_str();
+  char b[16];
+  struct Cas {
+    const char* nom;
+    std::function<uint32_t()> lire;
+    uint32_t trouve, defaut;
+  };
+  const Cas cas[] = {
+      {"GetIniString", [&] { return uint32_t(GetIniString("ss", "cle", "dd", b, 15, f)); }, 4, 2},
+      {"GetIniInt", [&] { return uint32_t(GetIniInt("ss", "cle", 7, f)); }, 1234, 7},
+      {"MC_ulLireChaineIni", [&] { return MC_ulLireChaineIni("ss", "cle", b, 15, f); }, 4, 0},
+      {"MC_lLireLongIni", [&] { return uint32_t(MC_lLireLongIni("ss", "cle", f)); }, 1234,
+       uint32_t(-1)},
+  };
+  for (const auto& c : cas) {
+    SCOPED_TRACE(c.nom);
+    each_allocation_failure(c.lire, c.trouve, [&](uint32_t, uint32_t r) { EXPECT_EQ(c.defaut, r); });
+  }
 }
 
 TEST(IniScanners, FindLineEndsAndDelimiters) {

@@ -360,8 +360,9 @@ TEST_F(Demarrage, ConfigurationBufferRefusedIsFFFB) {
 TEST_F(Demarrage, RefusedCopyOfTheWorkingDirectoryIsAMemoryError) {
   ecrire_ini(true, true);
   ecrire_tables();
-  // The second block is the working directory's copy; the table directory's copy succeeds.
-  mc::testing::faire_echouer_allocation(1);
+  // The third block is the working directory's copy (the second, the INI reader's text); the
+  // table directory's copy succeeds.
+  mc::testing::faire_echouer_allocation(2);
   EXPECT_CODE(MC_ERR_MEMOIRE, initialiser());
   attendre_echec_sans_sortie();
   EXPECT_TRUE(dictionnaire_vide());
@@ -378,9 +379,10 @@ TEST_F(Demarrage, LifecycleKeepsOnlyTheValueStrings) {
   ASSERT_CODE(0, MC_usTermLIB());
   // Everything start-up took went back through MC_Liberer, but the thirteen value strings kept
   // on purpose and the three blocks of the file's slot (record and two names), which the slot's
-  // release gives back directly. LeakSanitizer checks the latter in the sanitizer build.
+  // release gives back directly, and the texts of the four INI reads, freed with free().
+  // LeakSanitizer checks the latter in the sanitizer build.
   EXPECT_EQ(mc::testing::nombre_allocations() - ulAllocations,
-            mc::testing::nombre_liberations() - ulLiberations + 13 + 3);
+            mc::testing::nombre_liberations() - ulLiberations + 13 + 3 + 4);
   for (char* pc : valeurs) {
     MC_Liberer(pc);
   }
