@@ -24,6 +24,7 @@ constexpr uint32_t kTailleDescripteur = 5;
 // bound looks one byte further, and puts it back, so that the stream shows its end of file as
 // a read cut by the end itself does when the file has not grown since it was opened.
 size_t lire_borne(const FichierBinaire* ps, void* pv, size_t n) {
+  // Deviation: nothing is read beyond the length measured at opening.
   bool bCoupe = false;
   if (ps->ullFinLecture != kSansBorne) {
     const uint64_t ullLisibles = octets_lisibles(ps, ftell(ps->pFichier));
@@ -59,6 +60,7 @@ uint16_t lire_octets(uint16_t usNum, const void* pvCible, uint8_t* puc, size_t n
   if (lPosition < 0) {
     return MC_ERR_FIN_FICHIER;
   }
+  // Deviation: nothing is read beyond the length measured at opening.
   const uint64_t ullLisibles = octets_lisibles(ps, lPosition);
   const size_t lisibles = ullLisibles < n ? static_cast<size_t>(ullLisibles) : n;
   if ((lisibles != 0 ? fread(puc, 1, lisibles, ps->pFichier) : 0) != n ||
