@@ -36,12 +36,13 @@ function(mc_generate_version_script map_file names_file)
   configure_file("${names_file}.tmp" "${names_file}" COPYONLY)
 endfunction()
 
-# mc_add_test(name SOURCES ... [RESOURCE_LOCK lock]): a GoogleTest program linked with the
-# internal library, the build-tree configuration directory and the test support library.
-# RESOURCE_LOCK keeps its tests from running beside other tests holding the same lock
-# (mc_config_dir: tests that write files of the shared configuration directory).
+# mc_add_test(name SOURCES ... [RESOURCE_LOCK lock] [TIMEOUT seconds]): a GoogleTest program
+# linked with the internal library, the build-tree configuration directory and the test support
+# library. RESOURCE_LOCK keeps its tests from running beside other tests holding the same lock
+# (mc_config_dir: tests that write files of the shared configuration directory). TIMEOUT fails
+# each of its tests that runs longer (programs with tests that could hang).
 function(mc_add_test name)
-  cmake_parse_arguments(ARG "" "RESOURCE_LOCK" "SOURCES;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(ARG "" "RESOURCE_LOCK;TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${ARG_SOURCES} "${MC_LSAN_SOURCE}")
   target_link_libraries(${name} PRIVATE mc_test_support mc_core_test GTest::gtest_main ${ARG_LIBRARIES})
   # gcc 12 at -O3 warns falsely about std::string concatenations inside libstdc++ (-Wrestrict).
@@ -49,6 +50,9 @@ function(mc_add_test name)
   set(lock)
   if(ARG_RESOURCE_LOCK)
     set(lock RESOURCE_LOCK "${ARG_RESOURCE_LOCK}")
+  endif()
+  if(ARG_TIMEOUT)
+    list(APPEND lock TIMEOUT "${ARG_TIMEOUT}")
   endif()
   gtest_discover_tests(${name}
     WORKING_DIRECTORY "${CMAKE_BINARY_DIR}"

@@ -1,8 +1,11 @@
 // mcnorba.cpp -- the working directory of the suite and the component version files in it.
 #include "config/mcnorba.h"
 
+#include <unistd.h>
+
 #include <cstring>
 
+#include "runtime/mcmemoir.h"
 #include "runtime/mctrace.h"
 
 namespace {
@@ -35,7 +38,8 @@ uint16_t usOuvrirFichier(const char* pcChemin, const char* pcMode, FILE** ppFich
   MC_TRACE(kModule, kTrcVersion, MC_TRACE_DETAIL, "Fichier : %s mode ouverture %s", pcChemin,
            pcMode);
   uint16_t usResultat = MC_CR_OK;
-  *ppFichier = fopen(pcChemin, pcMode);
+  // Deviation: only a regular file opens; a FIFO or a device is refused, and no opening blocks.
+  *ppFichier = mc::ouvrir_fichier_regulier(pcChemin, pcMode);
   if (*ppFichier == nullptr) {
     MC_TRACE(kModule, kTrcVersion, MC_TRACE_ERREUR, " Probleme ouverture fichier");
     usResultat = MC_ERR_FICHIER;
@@ -141,6 +145,7 @@ extern "C" MC_API uint16_t MC_usEcrireVersionComposant(uint8_t ucComposant, cons
   char* pcNom = nullptr;
   char* pcChemin = nullptr;
   FILE* pFichier = nullptr;
+  char acChemin[mc::kTailleNomComplet] = "";  // kept for removing a file not written whole
   if (usResultat == MC_CR_OK) {
     usResultat = usConstruireNomComplet(ucComposant, &pcNom);
     MC_TRACE(kModule, kTrcVersion, MC_TRACE_DETAIL,
@@ -154,6 +159,7 @@ extern "C" MC_API uint16_t MC_usEcrireVersionComposant(uint8_t ucComposant, cons
              static_cast<unsigned>(usResultat));
     if (usResultat == MC_CR_OK) {
       usResultat = usOuvrirFichier(pcChemin, "wb", &pFichier);
+      snprintf(acChemin, sizeof acChemin, "%s", pcChemin);
     }
     if (usResultat != MC_CR_OK) {
       MC_TRACE(kModule, kTrcVersion, MC_TRACE_ERREUR, "ECRITURE DES COMPOSANTS Retour ERREUR =(%u)",
@@ -165,10 +171,15 @@ extern "C" MC_API uint16_t MC_usEcrireVersionComposant(uint8_t ucComposant, cons
   MC_Liberer(pcNom);
 
   if (usResultat == MC_CR_OK) {
-    // The write itself is not checked; the close is.
-    fprintf(pFichier, "%s", pcVersion);
+    const int iEcrits = fprintf(pFichier, "%s", pcVersion);
     usResultat = usFermerFichier(pFichier);
+    // Deviation: a text that did not reach the file whole (a full disk) fails like the close,
+    // and the file is removed rather than left empty or cut.
+    if (iEcrits < 0 || static_cast<size_t>(iEcrits) != strlen(pcVersion)) {
+      usResultat = MC_ERR_FICHIER;
+    }
     if (usResultat != MC_CR_OK) {
+      unlink(acChemin);
       MC_TRACE(kModule, kTrcVersion, MC_TRACE_ERREUR, "Retour ERREUR =(%u)",
                static_cast<unsigned>(usResultat));
     }

@@ -1,6 +1,11 @@
 // mcmemoir.cpp -- accounted allocation and the two file helpers.
 #include "runtime/mcmemoir.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -22,8 +27,6 @@ uint32_t ulMaxAlloue = 0;
 int64_t s_avantEchec = -1;  // allocations left before a forced failure; -1: none pending
 uint32_t s_nbAllocations = 0;
 uint32_t s_nbLiberations = 0;
-
-constexpr size_t kTailleNomComplet = 1024;  // room for "directory/name" and its zero
 
 }  // namespace
 
@@ -54,6 +57,56 @@ bool compter_allocation() {
 uint32_t nombre_allocations() { return s_nbAllocations; }
 uint32_t nombre_liberations() { return s_nbLiberations; }
 }  // namespace testing
+
+FILE* ouvrir_fichier_regulier(const char* pcChemin, const char* pcMode) {
+  if (pcChemin == nullptr || pcMode == nullptr) {
+    errno = EINVAL;
+    return nullptr;
+  }
+  const bool bPlus = strchr(pcMode, '+') != nullptr;
+  int iDrapeaux = 0;
+  switch (pcMode[0]) {
+    case 'r':
+      iDrapeaux = bPlus ? O_RDWR : O_RDONLY;
+      break;
+    case 'w':
+      iDrapeaux = (bPlus ? O_RDWR : O_WRONLY) | O_CREAT | O_TRUNC;
+      break;
+    case 'a':
+      iDrapeaux = (bPlus ? O_RDWR : O_WRONLY) | O_CREAT | O_APPEND;
+      break;
+    default:
+      errno = EINVAL;
+      return nullptr;
+  }
+  // O_NONBLOCK: a FIFO without a peer neither blocks the opening nor, being refused below, any
+  // read or write. O_TRUNC has no effect on anything but a regular file.
+  const int fd = open(pcChemin, iDrapeaux | O_NONBLOCK, 0666);
+  if (fd < 0) {
+    return nullptr;
+  }
+  struct stat st {};
+  int iErreur = 0;
+  if (fstat(fd, &st) != 0) {
+    iErreur = errno;
+  } else if (!S_ISREG(st.st_mode)) {
+    iErreur = S_ISDIR(st.st_mode) ? EISDIR : EINVAL;
+  } else {
+    const int iEtat = fcntl(fd, F_GETFL);
+    if (iEtat < 0 || fcntl(fd, F_SETFL, iEtat & ~O_NONBLOCK) != 0) {
+      iErreur = errno;
+    }
+  }
+  FILE* pFichier = iErreur == 0 ? fdopen(fd, pcMode) : nullptr;
+  if (pFichier == nullptr) {
+    if (iErreur == 0) {
+      iErreur = errno;
+    }
+    close(fd);
+    errno = iErreur;
+  }
+  return pFichier;
+}
 
 void* allouer_non_compte(size_t taille) {
   return testing::compter_allocation() ? malloc(taille) : nullptr;
@@ -99,7 +152,11 @@ extern "C" MC_API uint16_t MC_usLongueurFichier(FILE* psFichier, uint32_t* pulLo
   if (psFichier != nullptr && pulLongueur != nullptr) {
     const long lPosition = ftell(psFichier);
     if (lPosition != -1L && fseek(psFichier, 0L, SEEK_END) == 0) {
-      const auto ulFin = static_cast<uint32_t>(ftell(psFichier));
+      const long lFin = ftell(psFichier);
+      // Deviation: a length of 4 GiB or more does not fit and is measured as the failure value.
+      const uint32_t ulFin = lFin < 0 || static_cast<unsigned long long>(lFin) >= 0xFFFFFFFFull
+                                 ? 0xFFFFFFFFu
+                                 : static_cast<uint32_t>(lFin);
       *pulLongueur = ulFin;
       if (ulFin != 0xFFFFFFFFu) {
         usCr = static_cast<uint16_t>(fseek(psFichier, lPosition, SEEK_SET));
@@ -114,7 +171,7 @@ extern "C" MC_API uint16_t MC_usCreerNomCompletFichier(const char* pcRepertoire,
                                                        char** ppcNomComplet) {
   MC_TRACE(mc::kModule, mc::kTrcInit, MC_TRACE_ENTREE, "MC_usCreerNomCompletFichier");
   uint16_t usCr = MC_CR_OK;
-  char szNom[mc::kTailleNomComplet];
+  char szNom[mc::kTailleNomComplet];  // "directory/name" and its zero
   if (pcRepertoire == nullptr || pcNom == nullptr || ppcNomComplet == nullptr) {
     usCr = MC_ERR_ARGUMENT;
   } else {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 
 namespace mc {
 
@@ -14,6 +15,14 @@ uint32_t memoire_max();
 // malloc for the library's own untraced buffers (the INI layer's): not accounted in the counters
 // above, but counted and failed by the test hooks below like MC_Allouer. Freed with free().
 void* allouer_non_compte(size_t taille);
+
+// Room of the full names built by MC_usCreerNomCompletFichier, their zero included.
+inline constexpr size_t kTailleNomComplet = 1024;
+
+// fopen for the library's own files (mode "r", "w" or "a", with "b" and "+" as fopen takes them),
+// that never blocks on a FIFO and accepts only a regular file: anything else is closed again and
+// refused with a null stream and errno EISDIR (a directory) or EINVAL.
+FILE* ouvrir_fichier_regulier(const char* pcChemin, const char* pcMode);
 
 namespace testing {
 // Sets both private counters back to 0 and cancels a pending allocation failure.

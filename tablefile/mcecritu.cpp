@@ -32,9 +32,28 @@ uint16_t fichier_en_ecriture(uint16_t usNum, FichierBinaire** pps, bool bTracer 
   return MC_ERR_TYPE;
 }
 
-// One value's bytes in one call. 0, 0xF610.
-uint16_t ecrire(FILE* pFichier, const uint8_t* puc, size_t n) {
-  return fwrite(puc, 1, n, pFichier) == n ? MC_CR_OK : MC_ERR_FICHIER;
+// n units of `taille` bytes in one call. 0, 0xF610.
+uint16_t ecrire(FichierBinaire* ps, const void* pv, size_t taille, size_t n) {
+  // Deviation: once a write failed (a full disk drops a whole buffer), every later write on the
+  // file fails too, so no write reports success for bytes that never reach the file.
+  if (ps->iErreurEcriture != 0) {
+    return MC_ERR_FICHIER;
+  }
+  if (fwrite(pv, taille, n, ps->pFichier) != n) {
+    noter_erreur_ecriture(ps);
+    return MC_ERR_FICHIER;
+  }
+  return MC_CR_OK;
+}
+uint16_t ecrire(FichierBinaire* ps, const uint8_t* puc, size_t n) { return ecrire(ps, puc, 1, n); }
+
+// A positioning of the writers; its failure counts as a failed write. true: done.
+bool positionner(FichierBinaire* ps, long lPosition, int iOrigine) {
+  if (fseek(ps->pFichier, lPosition, iOrigine) == 0) {
+    return true;
+  }
+  noter_erreur_ecriture(ps);
+  return false;
 }
 
 // An integer of sizeof(T) big-endian bytes between its entry and exit lines, named pcNom; the
@@ -52,7 +71,7 @@ uint16_t ecrire_valeur(const char* pcNom, uint16_t usNum, T valeur) {
       auc[i] = static_cast<uint8_t>(ulValeur >> (8 * (sizeof auc - 1 - i)));
     }
     ps->ulCompteurOctets += static_cast<uint32_t>(sizeof auc);
-    usCr = ecrire(ps->pFichier, auc, sizeof auc);
+    usCr = ecrire(ps, auc, sizeof auc);
   }
   MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "%s", pcNom);
   return usCr;
@@ -67,9 +86,8 @@ uint16_t ecrire_champ(uint16_t usNum, const void* pvBuffer, size_t taille, uint3
     usCr = MC_ERR_ARGUMENT;
   }
   if (usCr == MC_CR_OK && ulNombre != 0) {
-    if (fwrite(pvBuffer, taille, ulNombre, ps->pFichier) != ulNombre) {
-      usCr = MC_ERR_FICHIER;
-    } else {
+    usCr = ecrire(ps, pvBuffer, taille, ulNombre);
+    if (usCr == MC_CR_OK) {
       ps->ulCompteurOctets += static_cast<uint32_t>(taille * ulNombre);
     }
   }
@@ -182,12 +200,15 @@ uint16_t usEcrireEnteteFichierBinaire(uint16_t usNumFichierBinaire, const Entete
   if (usCr == MC_CR_OK && psEntete == nullptr) {
     usCr = MC_ERR_ARGUMENT;
   }
-  if (usCr == MC_CR_OK && fseek(ps->pFichier, 0L, SEEK_SET) != 0) {
+  if (usCr == MC_CR_OK && !positionner(ps, 0L, SEEK_SET)) {
     MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR,
              "usRechercherFichier : probleme de positionnement en debut de fichier");
     usCr = MC_ERR_FICHIER;
   }
-  if (usCr == MC_CR_OK && fprintf(ps->pFichier, "%s ", kCRC16_FICTIF) < 0) {
+  uint8_t aucControle[sizeof kCRC16_FICTIF];  // "0000 "
+  memcpy(aucControle, kCRC16_FICTIF, sizeof kCRC16_FICTIF - 1);
+  aucControle[sizeof kCRC16_FICTIF - 1] = ' ';
+  if (usCr == MC_CR_OK && ecrire(ps, aucControle, sizeof aucControle) != MC_CR_OK) {
     MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "usRechercherFichier : probleme d'ecriture dans le fichier");
     usCr = MC_ERR_FICHIER;
   }
@@ -214,7 +235,7 @@ uint16_t usEcrireEnteteFichierBinaire(uint16_t usNumFichierBinaire, const Entete
     *puc++ = 0x0D;
     *puc++ = 0x0A;
     *puc++ = 0x1A;
-    usCr = ecrire(ps->pFichier, aucEntete, static_cast<size_t>(puc - aucEntete));
+    usCr = ecrire(ps, aucEntete, static_cast<size_t>(puc - aucEntete));
   }
   MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "usEcrireEnteteFichierBinaire : Code retour = 0x%04x",
            usCr);
@@ -239,6 +260,7 @@ extern "C" MC_API uint16_t MC_usEcrireEnteteTable(uint16_t usNumFichierBinaire,
   if (usCr == MC_CR_OK) {
     const long lPosition = ftell(ps->pFichier);
     if (lPosition < 0 || lPosition > INT32_MAX - 10) {
+      mc::noter_erreur_ecriture(ps);
       usCr = MC_ERR_FICHIER;
     } else {
       // The name's first 10 bytes as they stand; the size, the reserved word and the three count
@@ -247,7 +269,7 @@ extern "C" MC_API uint16_t MC_usEcrireEnteteTable(uint16_t usNumFichierBinaire,
       memcpy(aucEntete, psEnteteTable->szNomTable, 10);
       mc::store_be32(aucEntete + 14, psEnteteTable->ulNombreEnregistrements);
       mc::g_etatFichiers.lPositionTailleTable = static_cast<int32_t>(lPosition + 10);
-      usCr = mc::ecrire(ps->pFichier, aucEntete, sizeof aucEntete);
+      usCr = mc::ecrire(ps, aucEntete, sizeof aucEntete);
     }
   }
   if (ps != nullptr) {
@@ -267,13 +289,13 @@ extern "C" MC_API uint16_t MC_usEcrireTaille(uint16_t usNumFichierBinaire) {
     if (mc::g_etatFichiers.lPositionTailleTable == 0) {
       MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Pas d'entete de table de cree");
       usCr = MC_ERR_TYPE;
-    } else if (fseek(ps->pFichier, mc::g_etatFichiers.lPositionTailleTable, SEEK_SET) != 0) {
+    } else if (!mc::positionner(ps, mc::g_etatFichiers.lPositionTailleTable, SEEK_SET)) {
       MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Probleme de positionnement dans le fichier");
       usCr = MC_ERR_FICHIER;
     } else {
       uint8_t auc[4];
       mc::store_be32(auc, ps->ulCompteurOctets);
-      usCr = mc::ecrire(ps->pFichier, auc, sizeof auc);
+      usCr = mc::ecrire(ps, auc, sizeof auc);
       if (usCr == MC_CR_OK) {
         ps->ulCompteurOctets = 0;
         mc::g_etatFichiers.lPositionTailleTable = 0;
@@ -281,7 +303,7 @@ extern "C" MC_API uint16_t MC_usEcrireTaille(uint16_t usNumFichierBinaire) {
     }
   }
   // Whenever the slot was found, in write mode or not, the stream goes back to the end.
-  if (ps != nullptr && fseek(ps->pFichier, 0L, SEEK_END) != 0) {
+  if (ps != nullptr && !mc::positionner(ps, 0L, SEEK_END)) {
     MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Probleme de positionnement dans le fichier");
     usCr = MC_ERR_FICHIER;
   }
@@ -324,7 +346,7 @@ extern "C" MC_API uint16_t MC_usEcrireDouble(uint16_t usNumFichierBinaire, doubl
   }
   if (usCr == MC_CR_OK) {
     ps->ulCompteurOctets += sizeof auc;
-    usCr = mc::ecrire(ps->pFichier, auc, sizeof auc);
+    usCr = mc::ecrire(ps, auc, sizeof auc);
   }
   MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireDouble");
   return usCr;

@@ -2,11 +2,14 @@
 // CRC16 procedures.
 #include "tablefile/mcfichie.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
+#include "runtime/mcmemoir.h"
 #include "runtime/mctrace.h"
 #include "tablefile/mccrc16.h"
 
@@ -87,12 +90,42 @@ uint16_t reserver_fichier(uint16_t* pusNum, const char* pcRepertoire, const char
     } else {
       (*ppsFichier)->usLecture = bEcriture ? 0 : 1;
       (*ppsFichier)->usEcriture = bEcriture ? 1 : 0;
+      (*ppsFichier)->ullFinLecture = bEcriture ? kSansBorne : 0;
     }
   }
   return usCr;
 }
 
 bool numero_valide(uint16_t usNum) { return usNum != 0 && usNum <= kNbFichiers; }
+
+bool en_ecriture(const FichierBinaire* ps) { return ps->usEcriture == 1 && ps->usLecture == 0; }
+
+// Before a written file is sealed: every write reached the file and its buffer goes out now.
+// 0, 0xF610.
+uint16_t verifier_ecritures(FichierBinaire* ps) {
+  if (ps->iErreurEcriture == 0 && fflush(ps->pFichier) != 0) {
+    noter_erreur_ecriture(ps);
+  }
+  return ps->iErreurEcriture == 0 ? MC_CR_OK : MC_ERR_FICHIER;
+}
+
+// CRC of a written file over its whole length, written into its first four bytes. 0, 1, 0xF610.
+uint16_t sceller_crc(FichierBinaire* ps) {
+  struct stat st {};
+  if (fstat(fileno(ps->pFichier), &st) != 0) {
+    noter_erreur_ecriture(ps);
+    return MC_ERR_FICHIER;
+  }
+  uint16_t usCRC = 0;
+  uint16_t usCr = usCalculerCRC16(ps->pFichier, &usCRC, static_cast<uint64_t>(st.st_size));
+  if (usCr == MC_CR_OK) {
+    usCr = usEcrireCRC(ps->pFichier, usCRC);
+    if (usCr != MC_CR_OK) {
+      noter_erreur_ecriture(ps);
+    }
+  }
+  return usCr;
+}
 
 // Clean-up of a failed opening or creation: the entry of the number held is emptied unless it is
 // 0 or the hundredth, the new record is freed and the number set to 0.
@@ -115,6 +148,20 @@ void annuler_ouverture(uint16_t* pusNum, FichierBinaire* psFichier) {
 
 FichierBinaire* marque_reservation() {
   return reinterpret_cast<FichierBinaire*>(~static_cast<uintptr_t>(0));
+}
+
+uint64_t longueur_ouverture(uint16_t usNumFichierBinaire) {
+  if (!numero_valide(usNumFichierBinaire)) {
+    return 0;
+  }
+  const FichierBinaire* ps = g_etatFichiers.fichiers[usNumFichierBinaire - 1];
+  return est_enregistrement(ps) && ps->ullFinLecture != kSansBorne ? ps->ullFinLecture : 0;
+}
+
+void noter_erreur_ecriture(FichierBinaire* ps) {
+  if (ps->iErreurEcriture == 0) {
+    ps->iErreurEcriture = errno != 0 ? errno : EIO;
+  }
 }
 
 uint16_t usRechercherFichier(uint16_t usNumFichierBinaire, FichierBinaire** ppsFichier) {
@@ -192,7 +239,7 @@ uint16_t usTailleDonnneeFichierBinaire(uint16_t usNumFichierBinaire, uint32_t* p
   return MC_CR_OK;
 }
 
-uint16_t usCalculerCRC16(FILE* pFichier, uint16_t* pusCRC) {
+uint16_t usCalculerCRC16(FILE* pFichier, uint16_t* pusCRC, uint64_t ullFin) {
   MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "usCalculerCRC16 : Calcul du CRC du fichier");
   uint16_t usCr = MC_CR_OK;
   if (pFichier == nullptr || pusCRC == nullptr) {
@@ -204,10 +251,15 @@ uint16_t usCalculerCRC16(FILE* pFichier, uint16_t* pusCRC) {
       usCr = MC_CR_UN;
     } else {
       uint32_t ulRegistre = 0;
+      // Deviation: the reading stops at ullFin, so a file that never ends cannot hold it.
+      uint64_t ullRestants = ullFin > 4 ? ullFin - 4 : 0;
+      size_t demandes = 0;
       size_t lus = 0;
       do {
-        lus = fread(s_blocCRC, 1, sizeof s_blocCRC, pFichier);
+        demandes = ullRestants < sizeof s_blocCRC ? static_cast<size_t>(ullRestants) : sizeof s_blocCRC;
+        lus = demandes != 0 ? fread(s_blocCRC, 1, demandes, pFichier) : 0;
         ulRegistre = crc16::ajouter(ulRegistre, s_blocCRC, lus);
+        ullRestants -= lus;
       } while (lus == sizeof s_blocCRC);
       *pusCRC = crc16::valeur(ulRegistre);
       if (lPosition < 0 || fseek(pFichier, lPosition, SEEK_SET) != 0) {
@@ -321,7 +373,8 @@ extern "C" MC_API uint16_t MC_usInitialiserFichierBinaire(const char* pcRepertoi
   }
   if (usCr == MC_CR_OK) {
     MC_TRACE(kModule, kTrcTables, MC_TRACE_DETAIL, "Ouverture du fichier %s", pcNomComplet);
-    psFichier->pFichier = fopen(pcNomComplet, "rb");
+    // Deviation: only a regular file opens; a FIFO or a device is refused like a missing file.
+    psFichier->pFichier = mc::ouvrir_fichier_regulier(pcNomComplet, "rb");
     if (psFichier->pFichier == nullptr) {
       MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR,
                "MC_usCreerFichierBinaire : Probleme d'ouverture du fichier %s, %s", pcNomComplet,
@@ -334,6 +387,10 @@ extern "C" MC_API uint16_t MC_usInitialiserFichierBinaire(const char* pcRepertoi
   } else {
     mc::usRenseignerFichierTableau(*pusNumFichierBinaire, psFichier);
     usCr = MC_usLongueurFichierBinaire(*pusNumFichierBinaire, &psFichier->ulCompteurOctets);
+    if (usCr == MC_CR_OK) {
+      // Deviation: no read goes beyond the length measured here.
+      psFichier->ullFinLecture = psFichier->ulCompteurOctets;
+    }
   }
 
   // From here on a failure leaves the file open in its slot.
@@ -349,7 +406,7 @@ extern "C" MC_API uint16_t MC_usInitialiserFichierBinaire(const char* pcRepertoi
       uint16_t usCalcule = 0;
       usCr = mc::usLireCRC(psFichier->pFichier, &usLu);
       if (usCr == MC_CR_OK) {
-        usCr = mc::usCalculerCRC16(psFichier->pFichier, &usCalcule);
+        usCr = mc::usCalculerCRC16(psFichier->pFichier, &usCalcule, psFichier->ullFinLecture);
       }
       if (usCr == MC_CR_OK && usLu != usCalcule) {
         usCr = MC_ERR_CONTROLE;
@@ -405,7 +462,8 @@ extern "C" MC_API uint16_t MC_usCreerFichierBinaire(const char* pcRepertoire, co
   if (usCr == MC_CR_OK) {
     MC_TRACE(kModule, kTrcTables, MC_TRACE_DETAIL, "Ouverture du fichier %s\n", pcNomComplet);
     // "wb+": created or emptied, and readable for the sealing.
-    psFichier->pFichier = fopen(pcNomComplet, "wb+");
+    // Deviation: only a regular file is created or emptied; a FIFO or a device is refused.
+    psFichier->pFichier = mc::ouvrir_fichier_regulier(pcNomComplet, "wb+");
     if (psFichier->pFichier == nullptr) {
       MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR,
                "MC_usCreerFichierBinaire : ERREUR : Probleme d'ouverture du fichier %s, %s",
@@ -430,29 +488,37 @@ extern "C" MC_API uint16_t MC_usLibererFichierBinaire(uint16_t usNumFichierBinai
            usNumFichierBinaire);
   FichierBinaire* psFichier = nullptr;
   uint16_t usCr = mc::usRechercherFichier(usNumFichierBinaire, &psFichier);
-  if (usCr == MC_CR_OK && psFichier->usEcriture == 1 && psFichier->usLecture == 0) {
+  const bool bEcrit = usCr == MC_CR_OK && mc::en_ecriture(psFichier);
+  if (bEcrit) {
     if (mc::g_etatFichiers.lPositionTailleTable != 0) {
       usCr = MC_usEcrireTaille(usNumFichierBinaire);
     }
+    // Deviation: a file of which a write was lost is sealed neither by CRC nor by signature.
+    if (usCr == MC_CR_OK) {
+      usCr = mc::verifier_ecritures(psFichier);
+    }
     if (usCr == MC_CR_OK && psFichier->usTypeControle == MC_CONTROLE_CRC16) {
-      uint16_t usCRC = 0;
-      usCr = mc::usCalculerCRC16(psFichier->pFichier, &usCRC);
-      if (usCr == MC_CR_OK) {
-        usCr = mc::usEcrireCRC(psFichier->pFichier, usCRC);
-      }
+      usCr = mc::sceller_crc(psFichier);
     }
     if (usCr == MC_CR_OK && psFichier->usTypeControle == MC_CONTROLE_SIGNATURE) {
       usCr = mc::ecrire_signature_fichier(usNumFichierBinaire, pcFichierCle);
+    }
+    if (usCr != MC_CR_OK) {
+      // Deviation: a size left pending by a failed release is forgotten, not written into the
+      // next file released.
+      mc::g_etatFichiers.lPositionTailleTable = 0;
     }
   }
   if (psFichier != nullptr) {
     if (psFichier->pFichier != nullptr) {
       MC_TRACE(kModule, kTrcTables, MC_TRACE_DETAIL, "Fermeture du fichier");
       const int iFermeture = fclose(psFichier->pFichier);
+      const int iErreur = iFermeture != 0 ? errno : 0;
       psFichier->pFichier = nullptr;
-      if (iFermeture != 0) {
+      // Deviation: a written file whose content did not all reach the disk fails its closing.
+      if (iFermeture != 0 || (bEcrit && psFichier->iErreurEcriture != 0)) {
         MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Probleme lors de la fermeture du fichier: %s",
-                 strerror(errno));
+                 strerror(iFermeture != 0 ? iErreur : psFichier->iErreurEcriture));
         usCr = MC_ERR_FICHIER;
       }
     }
@@ -531,6 +597,8 @@ extern "C" MC_API uint16_t MC_usLireFichierBinaire(uint16_t usNumFichierBinaire,
           if (pucBuffer == nullptr) {
             usCr = MC_ERR_FICHIER;
           } else {
+            // Deviation: what a short read leaves unwritten reads as zeros, not as stale heap.
+            memset(pucBuffer, 0, ulLongueur);
             *ppucBuffer = pucBuffer;
             if (MC_usLireChampFixe(usNumFichierBinaire, pucBuffer, ulLongueur) != MC_CR_OK) {
               usCr = MC_ERR_FICHIER;

@@ -20,7 +20,25 @@ struct FichierBinaire {
   uint32_t ulCompteurOctets;  // file length when reading; bytes since the table header when writing
   uint16_t usLecture;         // 1: opened for reading
   uint16_t usEcriture;        // 1: created for writing
+  // Reads stop here: the length measured at opening for a file opened for reading (0 until it
+  // is measured), kSansBorne for a file created for writing, which ends where its writes end.
+  uint64_t ullFinLecture;
+  // errno of the first write or positioning of the writers that failed; 0: none. Once set, every
+  // later write on the file fails and the release seals nothing.
+  int iErreurEcriture;
 };
+
+inline constexpr uint64_t kSansBorne = UINT64_MAX;
+
+// Bytes that may still be read from position lPosition of the file (kSansBorne: no bound).
+inline uint64_t octets_lisibles(const FichierBinaire* ps, long lPosition) {
+  if (ps->ullFinLecture == kSansBorne) {
+    return kSansBorne;
+  }
+  return lPosition >= 0 && static_cast<uint64_t>(lPosition) < ps->ullFinLecture
+             ? ps->ullFinLecture - static_cast<uint64_t>(lPosition)
+             : 0;
+}
 
 inline constexpr uint16_t kNbFichiers = MC_NB_FICHIERS_BINAIRES;
 inline constexpr uint32_t kTailleSignature = 128;  // bytes kept after the table area
@@ -49,13 +67,19 @@ uint16_t usRenseignerFichierTableau(uint16_t usNumFichierBinaire, FichierBinaire
 // Frees the record of a number (names, stream, record) without trace lines and empties the entry.
 // 0, 0xF807.
 uint16_t usLibererFichier(uint16_t usNumFichierBinaire);
+// The length of a file opened for reading as measured when it was opened, which no read goes
+// beyond; 0 for a number not in use or a file created for writing. No trace lines.
+uint64_t longueur_ouverture(uint16_t usNumFichierBinaire);
+// Records the failure (errno, or EIO without one) of a write or a writer's positioning.
+void noter_erreur_ecriture(FichierBinaire* ps);
+
 // Extent of the table area: the file length for control type 1, 128 bytes less for any other.
 // 0, 0xF807.
 uint16_t usTailleDonnneeFichierBinaire(uint16_t usNumFichierBinaire, uint32_t* pulTaille);
 
-// CRC16 of the bytes from position 4 to the end; the stream's position is restored.
-// 0, 1 (position 4 not reached), 0xF610 (move back failed).
-uint16_t usCalculerCRC16(FILE* pFichier, uint16_t* pusCRC);
+// CRC16 of the bytes from position 4 to the end, read no further than position ullFin; the
+// stream's position is restored. 0, 1 (position 4 not reached), 0xF610 (move back failed).
+uint16_t usCalculerCRC16(FILE* pFichier, uint16_t* pusCRC, uint64_t ullFin = kSansBorne);
 // The CRC text of the first four bytes as a number. 0, 0xF610.
 uint16_t usLireCRC(FILE* pFichier, uint16_t* pusCRC);
 // One hexadecimal character: 0..15, or 0xFFFF.

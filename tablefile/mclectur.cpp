@@ -19,11 +19,32 @@ namespace {
 constexpr size_t kTailleEnteteFixe = 55;  // positions 5 to 59: name to the separator before the comment
 constexpr size_t kTailleEnteteTable = 25;
 constexpr uint32_t kTailleDescripteur = 5;
-// Above this many characters a variable string is checked against what the file still holds
-// before its block is taken, so a damaged length cannot ask for gigabytes.
-constexpr uint32_t kSeuilLongueurChaine = 64 * 1024;
 
-// Reads the n bytes of one value in one call, after the slot lookup and the position check.
+// Reads at most n bytes, none beyond the file's read bound; the number read. A read cut by the
+// bound looks one byte further, and puts it back, so that the stream shows its end of file as
+// a read cut by the end itself does when the file has not grown since it was opened.
+size_t lire_borne(const FichierBinaire* ps, void* pv, size_t n) {
+  // Deviation: nothing is read beyond the length measured at opening.
+  bool bCoupe = false;
+  if (ps->ullFinLecture != kSansBorne) {
+    const uint64_t ullLisibles = octets_lisibles(ps, ftell(ps->pFichier));
+    if (ullLisibles < n) {
+      n = static_cast<size_t>(ullLisibles);
+      bCoupe = true;
+    }
+  }
+  const size_t lus = n != 0 ? fread(pv, 1, n, ps->pFichier) : 0;
+  if (bCoupe && lus == n) {
+    const int c = getc(ps->pFichier);
+    if (c != EOF) {
+      ungetc(c, ps->pFichier);
+    }
+  }
+  return lus;
+}
+
+// Reads the n bytes of one value in one call, after the slot lookup and the position check; a
+// value cut by the read bound fails like one cut by the end of the file.
 // 0, 0xF640, 0xF802 (no target), 0xF807.
 uint16_t lire_octets(uint16_t usNum, const void* pvCible, uint8_t* puc, size_t n,
                      bool bErreurFlux = false) {
@@ -35,10 +56,15 @@ uint16_t lire_octets(uint16_t usNum, const void* pvCible, uint8_t* puc, size_t n
   if (pvCible == nullptr) {
     return MC_ERR_ARGUMENT;
   }
-  if (ftell(ps->pFichier) < 0) {
+  const long lPosition = ftell(ps->pFichier);
+  if (lPosition < 0) {
     return MC_ERR_FIN_FICHIER;
   }
-  if (fread(puc, 1, n, ps->pFichier) != n || (bErreurFlux && ferror(ps->pFichier) != 0)) {
+  // Deviation: nothing is read beyond the length measured at opening.
+  const uint64_t ullLisibles = octets_lisibles(ps, lPosition);
+  const size_t lisibles = ullLisibles < n ? static_cast<size_t>(ullLisibles) : n;
+  if ((lisibles != 0 ? fread(puc, 1, lisibles, ps->pFichier) : 0) != n ||
+      (bErreurFlux && ferror(ps->pFichier) != 0)) {
     return MC_ERR_FIN_FICHIER;
   }
   return MC_CR_OK;
@@ -94,7 +120,14 @@ uint16_t lire_champ(const char* pcNom, uint16_t usNum, void* pvBuffer, size_t ta
     usCr = MC_ERR_ARGUMENT;
   }
   if (usCr == MC_CR_OK && ulNombre != 0) {
-    const size_t lus = fread(pvBuffer, taille, ulPlace < ulNombre ? ulPlace : ulNombre, ps->pFichier);
+    const uint32_t ulDemandes = ulPlace < ulNombre ? ulPlace : ulNombre;
+    size_t lus = 0;
+    if (ps->ullFinLecture == kSansBorne) {
+      lus = fread(pvBuffer, taille, ulDemandes, ps->pFichier);
+    } else {
+      // Byte by byte up to the bound, as fread takes the bytes of a unit cut by the end.
+      lus = lire_borne(ps, pvBuffer, static_cast<size_t>(uint64_t{taille} * ulDemandes)) / taille;
+    }
     *pulLus = static_cast<uint32_t>(lus);
     if (lus != ulNombre) {
       usCr = MC_ERR_FIN_FICHIER;
@@ -106,18 +139,21 @@ uint16_t lire_champ(const char* pcNom, uint16_t usNum, void* pvBuffer, size_t ta
   return usCr;
 }
 
-// Bytes left between the stream's position and the end of its file, or UINT32_MAX when unknown.
-uint32_t octets_restants(FILE* pFichier) {
-  struct stat st {};
-  const long lPosition = ftell(pFichier);
-  if (lPosition < 0 || fstat(fileno(pFichier), &st) != 0 || !S_ISREG(st.st_mode)) {
-    return UINT32_MAX;
+// Bytes left between the stream's position and the end of its file: the read bound of a file
+// opened for reading, the length on disk of a file created for writing.
+uint64_t octets_restants(FichierBinaire* ps) {
+  const long lPosition = ftell(ps->pFichier);
+  uint64_t ullRestants = octets_lisibles(ps, lPosition);
+  if (ullRestants == kSansBorne) {
+    struct stat st {};
+    if (fflush(ps->pFichier) != 0) {
+      noter_erreur_ecriture(ps);
+    }
+    ullRestants = lPosition >= 0 && fstat(fileno(ps->pFichier), &st) == 0 && st.st_size > lPosition
+                      ? static_cast<uint64_t>(st.st_size - lPosition)
+                      : 0;
   }
-  if (st.st_size <= lPosition) {
-    return 0;
-  }
-  const auto restants = static_cast<unsigned long long>(st.st_size - lPosition);
-  return restants >= UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(restants);
+  return ullRestants;
 }
 
 }  // namespace
@@ -137,21 +173,28 @@ uint16_t usLireCommentaire(uint16_t usNumFichierBinaire, char* pcBuffer, size_t 
     // and reading the comment and its CR again.
     FILE* pFichier = ps->pFichier;
     size_t compte = 0;
-    int c = 0;
+    int c = EOF;
+    // Deviation: the search for the CR stops at the length measured at opening, like at the end
+    // of the file, so a file that never ends cannot hold the opening.
+    uint64_t ullLisibles = octets_lisibles(ps, ftell(pFichier));
     flockfile(pFichier);
-    while ((c = getc_unlocked(pFichier)) != EOF && c != '\r') {
+    for (; ullLisibles != 0; --ullLisibles) {
+      c = getc_unlocked(pFichier);
+      if (c == EOF || c == '\r') {
+        break;
+      }
       if (compte + 1 < ulTaille) {
         pcBuffer[compte] = static_cast<char>(c);
       }
       ++compte;
     }
     funlockfile(pFichier);
-    if (c == EOF) {
+    if (c != '\r') {
       usCr = MC_ERR_FIN_FICHIER;
     } else if (compte == 0) {
       // Kept: an empty comment consumes the byte after its CR too, so the header misreads.
       uint8_t ucSuivant = 0;
-      if (fread(&ucSuivant, 1, 1, pFichier) != 1) {
+      if (ullLisibles <= 1 || fread(&ucSuivant, 1, 1, pFichier) != 1) {
         usCr = MC_ERR_FIN_FICHIER;
       }
     }
@@ -177,7 +220,7 @@ uint16_t usLireEnteteFichierBinaire(uint16_t usNumFichierBinaire, EnteteFichierB
   if (usCr == MC_CR_OK) {
     // The separators are read and ignored, whatever their value.
     uint8_t aucEntete[kTailleEnteteFixe];
-    if (fread(aucEntete, 1, sizeof aucEntete, ps->pFichier) != sizeof aucEntete) {
+    if (lire_borne(ps, aucEntete, sizeof aucEntete) != sizeof aucEntete) {
       usCr = MC_ERR_FIN_FICHIER;
     } else {
       copier_champ(psEntete->szNomFichier, aucEntete, 12);
@@ -219,7 +262,7 @@ extern "C" MC_API uint16_t MC_usLireEnteteTable(uint16_t usNumFichierBinaire, En
   }
   if (usCr == MC_CR_OK) {
     uint8_t aucEntete[mc::kTailleEnteteTable];
-    if (fread(aucEntete, 1, sizeof aucEntete, ps->pFichier) != sizeof aucEntete) {
+    if (mc::lire_borne(ps, aucEntete, sizeof aucEntete) != sizeof aucEntete) {
       usCr = MC_ERR_FIN_FICHIER;
     } else {
       mc::copier_champ(psEnteteTable->szNomTable, aucEntete, 10);
@@ -393,7 +436,7 @@ extern "C" MC_API uint16_t MC_usLireChaineVariable(uint16_t usNumFichierBinaire,
       } else {
         // The length bytes stop early at the end of the file; the characters then fail.
         uint8_t auc[4];
-        const size_t lus = fread(auc, 1, uNbOctets, ps->pFichier);
+        const size_t lus = mc::lire_borne(ps, auc, uNbOctets);
         for (size_t i = 0; i < lus; ++i) {
           ulLongueur = (ulLongueur << 8) | auc[i];
         }
@@ -403,11 +446,10 @@ extern "C" MC_API uint16_t MC_usLireChaineVariable(uint16_t usNumFichierBinaire,
     }
   }
   if (usCr == MC_CR_OK) {
-    uint32_t ulPlace = ulLongueur;
-    if (ulLongueur > mc::kSeuilLongueurChaine) {
-      const uint32_t ulRestants = mc::octets_restants(ps->pFichier);
-      ulPlace = ulRestants < ulLongueur ? ulRestants : ulLongueur;
-    }
+    // Deviation: the block is no larger than what the file still holds, plus the zero; a
+    // length beyond the end fails with the same code and line, having read what there is.
+    const uint64_t ullRestants = mc::octets_restants(ps);
+    const uint32_t ulPlace = ullRestants < ulLongueur ? static_cast<uint32_t>(ullRestants) : ulLongueur;
     char* pcTexte = ulPlace == UINT32_MAX ? nullptr : static_cast<char*>(MC_Allouer(ulPlace + 1));
     if (pcTexte == nullptr) {
       usCr = MC_ERR_MEMOIRE;

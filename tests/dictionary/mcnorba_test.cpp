@@ -6,6 +6,7 @@
 #include "config/mcnorba.h"
 #include "demarrage.h"
 #include "runtime/mcmemoir.h"
+#include "tests/tablefile/limites.h"
 
 namespace {
 
@@ -203,6 +204,63 @@ TEST_F(Versions, ReadLosesItsFirstBufferAndShortNameKept) {
   // reader's text is freed with free().
   EXPECT_EQ(mc::testing::nombre_allocations() - ulAllocations,
             mc::testing::nombre_liberations() - ulLiberations + 2 + 1);
+}
+
+TEST_F(Versions, SpecialFilesAreRefusedWithoutBlocking) {
+  const mc::test::Minuterie minuterie;
+  ecrire_ini(true, false);
+  ASSERT_EQ(0, mkfifo(adm("93.adm").c_str(), 0644));
+  const int fifo = open(adm("93.adm").c_str(), O_RDWR | O_NONBLOCK);  // a peer for both ways
+  ASSERT_LE(0, fifo);
+  ASSERT_EQ(0, symlink("/dev/zero", adm("94.adm").c_str()));
+  ASSERT_EQ(0, symlink("/dev/full", adm("95.adm").c_str()));
+  for (uint8_t composant : {93, 94, 95}) {
+    SCOPED_TRACE(static_cast<int>(composant));
+    char* pcContenu = nullptr;
+    uint32_t ulLongueur = 7;
+    EXPECT_CODE(MC_ERR_FICHIER, MC_usLireVersionComposant(composant, &pcContenu, &ulLongueur));
+    EXPECT_EQ(nullptr, pcContenu);
+    EXPECT_EQ(7u, ulLongueur);
+    EXPECT_CODE(MC_ERR_FICHIER_VERSION, MC_usEcrireVersionComposant(composant, "0100", 4));
+  }
+  close(fifo);
+}
+
+TEST_F(Versions, VersionNotWrittenWholeOnAFullDiskIsRemoved) {
+  const mc::test::DisquePlein disque(base_ + "/plein");
+  if (!disque.monte()) {
+    GTEST_SKIP() << "mounting a tmpfs needs root";
+  }
+  ASSERT_TRUE(disque.remplir(0));
+  travail_ = disque.dir();
+  ecrire_ini(true, false);
+  mc::test::TraceCapture trace({{1, 4, 2}});
+  EXPECT_CODE(MC_ERR_FICHIER, MC_usEcrireVersionComposant(92, "0100", 4));
+  trace.stop();
+  EXPECT_FALSE(file_exists(adm("92.adm")));
+  EXPECT_NE(std::string::npos, trace.text().find("ERREUR : Retour ERREUR =(62992)\n"));
+}
+
+TEST_F(Versions, EveryAllocationFailureGivesACodeAndTheNextRunSucceeds) {
+  ecrire_ini(true, false);
+  mc::test::each_allocation_failure(
+      [] {
+        uint32_t code = MC_usEcrireVersionComposant(92, "0100", 4);
+        char* pcContenu = nullptr;
+        uint32_t ulLongueur = 0;
+        if (code == 0) code = MC_usLireVersionComposant(92, &pcContenu, &ulLongueur);
+        if (code == 0 && std::string(pcContenu, ulLongueur) != "0100") code = 1;
+        MC_Liberer(pcContenu);
+        return code;
+      },
+      0, [](uint32_t, uint32_t code) {
+        // 0xFFFB for the directory buffer and 0xF6F2 for the writer's full path, as the
+        // functions name them; 0xF801 for the other blocks; 0 for the reader's first buffer,
+        // which is replaced anyway.
+        EXPECT_TRUE(code == MC_ERR_MEMOIRE || code == MC_ERR_CONFIG || code == MC_ERR_FICHIER_VERSION ||
+                    code == 0)
+            << std::hex << code;
+      });
 }
 
 TEST_F(Versions, NullVersionTextIsRefused) {
