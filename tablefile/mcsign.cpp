@@ -343,6 +343,7 @@ extern "C" MC_API uint16_t MC_usEcrireSignatureFichier(uint16_t usNumFichierBina
   uint32_t ulLongueur = 0;
   if (usCode == MC_CR_OK) {
     usCode = MC_usLongueurFichierBinaire(usNumFichierBinaire, &ulLongueur);
+    // Deviation: a length outside the range a position can hold signs nothing: 0xF610.
     if (usCode == MC_CR_OK && (ulLongueur < mc::kDebutSigne || ulLongueur > mc::kPositionMax)) {
       usCode = MC_ERR_FICHIER;
     }
@@ -382,7 +383,7 @@ extern "C" MC_API uint16_t MC_usVerifierSignatureFichier(uint16_t usNumFichierBi
   uint32_t ulLongueur = 0;
   if (usCode == MC_CR_OK) {
     usCode = MC_usLongueurFichierBinaire(usNumFichierBinaire, &ulLongueur);
-    // A file too short to hold a signature has nothing to check.
+    // Deviation: a file too short to hold a signature has nothing to check: 0xF610.
     if (usCode == MC_CR_OK &&
         (ulLongueur < mc::kDebutSigne + mc::kLongueurSignature || ulLongueur > mc::kPositionMax)) {
       usCode = MC_ERR_FICHIER;
@@ -446,13 +447,14 @@ extern "C" MC_API uint16_t MC_usLireClePrivee(const char* pcFichierClePrivee,
   uint16_t usCode = MC_CR_OK;
   FILE* pFichier = nullptr;
   if (psClePrivee == nullptr) {
+    // Deviation: no record to fill gives 0xF802 instead of a write through a null pointer.
     usCode = MC_ERR_ARGUMENT;
   } else if (pcFichierClePrivee == nullptr ||
              (pFichier = fopen(pcFichierClePrivee, "rb")) == nullptr) {
     usCode = MC_ERR_FICHIER;
   }
   if (usCode == MC_CR_OK) {
-    // Fields cut short by the end of the file stay zero.
+    // Deviation: fields cut short by the end of the file are zero, not what the record held.
     memset(psClePrivee, 0, sizeof *psClePrivee);
     int c = getc(pFichier);
     while (c != EOF && isspace(c) != 0) {
