@@ -36,7 +36,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (f == nullptr) {
     return 0;
   }
-  fwrite(data, 1, size, f);
+  if (size != 0) {
+    fwrite(data, 1, size, f);
+  }
   fclose(f);
 
   R_RSA_PRIVATE_KEY sCle;
