@@ -1,19 +1,22 @@
 // mcsign.cpp -- signatures of binary table files and messages: PKCS #1 v1.5 over MD5 with a
-// 1024-bit RSA key, made and checked by Nettle behind RSAREF's records and codes.
+// 1024-bit RSA key, made and checked by OpenSSL's libcrypto behind RSAREF's records and codes.
 #include "tablefile/mcsign.h"
 
-#include <nettle/bignum.h>
-#include <nettle/md5.h>
-#include <nettle/rsa.h>
-#include <sys/random.h>
+#include <openssl/bn.h>
+#include <openssl/core_names.h>
+#include <openssl/crypto.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+#include <openssl/params.h>
+#include <openssl/rsa.h>
 
+#include <bit>
 #include <cctype>
-#include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <limits>
+#include <memory>
 
 #include "runtime/mctrace.h"
 #include "tablefile/mcfichie.h"
@@ -28,128 +31,197 @@ namespace {
 constexpr uint32_t kOctetsPremier = MAX_RSA_PRIME_LEN;
 constexpr uint32_t kDebutSigne = 4;  // the control value "0000" is not signed
 constexpr uint32_t kPositionMax = static_cast<uint32_t>(std::numeric_limits<int32_t>::max());
+constexpr size_t kOctetsModulusMin = 12;  // smaller moduli are refused as keys
+constexpr size_t kOctetsMD5 = 16;
+// DER of the DigestInfo that precedes an MD5 digest in PKCS #1 v1.5 (RFC 8017, 9.2).
+constexpr uint8_t kPrefixeMD5[] = {0x30, 0x20, 0x30, 0x0c, 0x06, 0x08, 0x2a, 0x86, 0x48,
+                                   0x86, 0xf7, 0x0d, 0x02, 0x05, 0x05, 0x00, 0x04, 0x10};
+// 00 01, at least eight FF, 00, DigestInfo, digest.
+constexpr size_t kOctetsBlocMin = 3 + 8 + sizeof kPrefixeMD5 + kOctetsMD5;
 
-// GMP does not clear the limbs it frees; key material is wiped first.
-void effacer(mpz_t x) {
-  const size_t n = mpz_size(x);
-  if (n != 0) {
-    volatile mp_limb_t* limbs = mpz_limbs_modify(x, static_cast<mp_size_t>(n));
-    for (size_t i = 0; i < n; ++i) {
-      limbs[i] = 0;
-    }
-    mpz_limbs_finish(x, 0);
-  }
-}
+struct LibererCle {
+  void operator()(EVP_PKEY* k) const { EVP_PKEY_free(k); }
+};
+struct LibererContexte {
+  void operator()(EVP_PKEY_CTX* c) const { EVP_PKEY_CTX_free(c); }
+};
+struct LibererBN {
+  void operator()(BN_CTX* c) const { BN_CTX_free(c); }
+};
+using Cle = std::unique_ptr<EVP_PKEY, LibererCle>;
+using Contexte = std::unique_ptr<EVP_PKEY_CTX, LibererContexte>;
+using ContexteBN = std::unique_ptr<BN_CTX, LibererBN>;
 
-struct ClePublique {
-  rsa_public_key k;
-  ClePublique() { rsa_public_key_init(&k); }
-  ~ClePublique() { rsa_public_key_clear(&k); }
-  ClePublique(const ClePublique&) = delete;
-  ClePublique& operator=(const ClePublique&) = delete;
+// Errors that libcrypto queues during one of our calls are ours: the host's queue is left as it
+// was found.
+class MarqueErreurs {
+ public:
+  MarqueErreurs() { ERR_set_mark(); }
+  ~MarqueErreurs() { ERR_pop_to_mark(); }
+  MarqueErreurs(const MarqueErreurs&) = delete;
+  MarqueErreurs& operator=(const MarqueErreurs&) = delete;
 };
 
-struct ClePrivee {
-  rsa_private_key k;
-  ClePrivee() { rsa_private_key_init(&k); }
-  ~ClePrivee() {
-    effacer(k.d);
-    effacer(k.p);
-    effacer(k.q);
-    effacer(k.a);
-    effacer(k.b);
-    effacer(k.c);
-    rsa_private_key_clear(&k);
-  }
-  ClePrivee(const ClePrivee&) = delete;
-  ClePrivee& operator=(const ClePrivee&) = delete;
-};
-
-struct Entier {
-  mpz_t v;
-  Entier() { mpz_init(v); }
-  ~Entier() {
-    effacer(v);
-    mpz_clear(v);
-  }
-  Entier(const Entier&) = delete;
-  Entier& operator=(const Entier&) = delete;
-};
+// A check ends valid, refused, or not carried out because libcrypto failed (memory).
+enum class Issue { valide, refusee, echec };
 
 size_t octets_modulus(unsigned int bits) { return (static_cast<size_t>(bits) + 7) / 8; }
 
-// The blinding factor of the signing only guards against timing attacks; the signature itself
-// is deterministic whatever these bytes are.
-void aleatoire(void* /*ctx*/, size_t longueur, uint8_t* destination) {
-  while (longueur > 0) {
-    const ssize_t lus = getrandom(destination, longueur, 0);
-    if (lus > 0) {
-      destination += lus;
-      longueur -= static_cast<size_t>(lus);
-    } else if (lus < 0 && errno == EINTR) {
-      continue;
-    } else {
-      uint64_t etat = static_cast<uint64_t>(time(nullptr)) ^ reinterpret_cast<uintptr_t>(destination);
-      for (; longueur > 0; --longueur) {
-        etat = etat * 6364136223846793005u + 1442695040888963407u;
-        *destination++ = static_cast<uint8_t>(etat >> 56);
+size_t octets_significatifs(const uint8_t* pucOctets, size_t taille) {
+  size_t i = 0;
+  while (i < taille && pucOctets[i] == 0) {
+    ++i;
+  }
+  return taille - i;
+}
+
+// The size in bytes of the key made of these fields, or 0 when they do not make a usable key of
+// `bits`: an odd modulus of at least 12 bytes, exactly as long as the bit count says, and an
+// exponent other than 0.
+size_t taille_cle_publique(unsigned int bits, const uint8_t* modulus, const uint8_t* exposant) {
+  if (bits == 0 || bits > MAX_RSA_MODULUS_BITS || (modulus[MAX_RSA_MODULUS_LEN - 1] & 1) == 0 ||
+      octets_significatifs(exposant, MAX_RSA_MODULUS_LEN) == 0) {
+    return 0;
+  }
+  const size_t taille = octets_significatifs(modulus, MAX_RSA_MODULUS_LEN);
+  return taille >= kOctetsModulusMin && taille == octets_modulus(bits) ? taille : 0;
+}
+
+struct Champ {
+  const char* nom;
+  const uint8_t* octets;  // big-endian
+  size_t taille;
+};
+
+// An RSA key from big-endian fields (OSSL_PARAM takes integers in the host's byte order).
+template <size_t N>
+Cle construire_cle(const Champ (&champs)[N], int selection) {
+  uint8_t natif[N][MAX_RSA_MODULUS_LEN];
+  OSSL_PARAM params[N + 1];
+  for (size_t i = 0; i < N; ++i) {
+    for (size_t j = 0; j < champs[i].taille; ++j) {
+      natif[i][j] = std::endian::native == std::endian::little ? champs[i].octets[champs[i].taille - 1 - j]
+                                                               : champs[i].octets[j];
+    }
+    params[i] = OSSL_PARAM_construct_BN(champs[i].nom, natif[i], champs[i].taille);
+  }
+  params[N] = OSSL_PARAM_construct_end();
+  EVP_PKEY* psCle = nullptr;
+  Contexte contexte(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr));
+  if (contexte == nullptr || EVP_PKEY_fromdata_init(contexte.get()) != 1 ||
+      EVP_PKEY_fromdata(contexte.get(), &psCle, selection, params) != 1) {
+    EVP_PKEY_free(psCle);
+    psCle = nullptr;
+  }
+  OPENSSL_cleanse(natif, sizeof natif);
+  return Cle(psCle);
+}
+
+Cle cle_publique(const uint8_t* modulus, const uint8_t* exposant) {
+  const Champ champs[] = {{OSSL_PKEY_PARAM_RSA_N, modulus, MAX_RSA_MODULUS_LEN},
+                          {OSSL_PKEY_PARAM_RSA_E, exposant, MAX_RSA_MODULUS_LEN}};
+  return construire_cle(champs, EVP_PKEY_PUBLIC_KEY);
+}
+
+Cle cle_privee(const R_RSA_PRIVATE_KEY& s) {
+  const Champ champs[] = {{OSSL_PKEY_PARAM_RSA_N, s.modulus, MAX_RSA_MODULUS_LEN},
+                          {OSSL_PKEY_PARAM_RSA_E, s.publicExponent, MAX_RSA_MODULUS_LEN},
+                          {OSSL_PKEY_PARAM_RSA_D, s.exponent, MAX_RSA_MODULUS_LEN},
+                          {OSSL_PKEY_PARAM_RSA_FACTOR1, s.prime[0], kOctetsPremier},
+                          {OSSL_PKEY_PARAM_RSA_FACTOR2, s.prime[1], kOctetsPremier},
+                          {OSSL_PKEY_PARAM_RSA_EXPONENT1, s.primeExponent[0], kOctetsPremier},
+                          {OSSL_PKEY_PARAM_RSA_EXPONENT2, s.primeExponent[1], kOctetsPremier},
+                          {OSSL_PKEY_PARAM_RSA_COEFFICIENT1, s.coefficient, kOctetsPremier}};
+  return construire_cle(champs, EVP_PKEY_KEYPAIR);
+}
+
+// The signature is made from the two primes alone (Chinese remainders), as RSAREF makes it, so
+// they and their three companions must agree with the modulus and the public exponent:
+// p q = n, dp e = 1 mod (p - 1), dq e = 1 mod (q - 1), qinv q = 1 mod p.
+Issue controler_cle_privee(const R_RSA_PRIVATE_KEY& s) {
+  ContexteBN contexte(BN_CTX_secure_new());
+  if (contexte == nullptr) {
+    return Issue::echec;
+  }
+  BN_CTX* ctx = contexte.get();
+  BN_CTX_start(ctx);
+  BIGNUM* n = BN_CTX_get(ctx);
+  BIGNUM* e = BN_CTX_get(ctx);
+  BIGNUM* p = BN_CTX_get(ctx);
+  BIGNUM* q = BN_CTX_get(ctx);
+  BIGNUM* dp = BN_CTX_get(ctx);
+  BIGNUM* dq = BN_CTX_get(ctx);
+  BIGNUM* qinv = BN_CTX_get(ctx);
+  BIGNUM* p1 = BN_CTX_get(ctx);
+  BIGNUM* q1 = BN_CTX_get(ctx);
+  BIGNUM* t = BN_CTX_get(ctx);
+  const auto lire = [](BIGNUM* x, const uint8_t* octets, size_t taille) {
+    return BN_bin2bn(octets, static_cast<int>(taille), x) != nullptr;
+  };
+  const auto entre_zero_et = [](const BIGNUM* x, const BIGNUM* borne) {
+    return BN_is_zero(x) == 0 && BN_cmp(x, borne) < 0;
+  };
+  Issue issue = Issue::echec;
+  if (t != nullptr && lire(n, s.modulus, MAX_RSA_MODULUS_LEN) &&
+      lire(e, s.publicExponent, MAX_RSA_MODULUS_LEN) && lire(p, s.prime[0], kOctetsPremier) &&
+      lire(q, s.prime[1], kOctetsPremier) && lire(dp, s.primeExponent[0], kOctetsPremier) &&
+      lire(dq, s.primeExponent[1], kOctetsPremier) && lire(qinv, s.coefficient, kOctetsPremier)) {
+    issue = Issue::refusee;
+    if (BN_is_odd(p) != 0 && BN_is_odd(q) != 0 && BN_is_one(p) == 0 && BN_is_one(q) == 0 &&
+        entre_zero_et(dp, p) && entre_zero_et(dq, q) && entre_zero_et(qinv, p)) {
+      issue = Issue::echec;
+      if (BN_mul(t, p, q, ctx) == 1 && BN_copy(p1, p) != nullptr && BN_sub_word(p1, 1) == 1 &&
+          BN_copy(q1, q) != nullptr && BN_sub_word(q1, 1) == 1) {
+        issue = BN_cmp(t, n) == 0 ? Issue::valide : Issue::refusee;
+      }
+      const BIGNUM* const produits[][3] = {{dp, e, p1}, {dq, e, q1}, {qinv, q, p}};
+      for (const auto& x : produits) {
+        if (issue == Issue::valide) {
+          issue = BN_mod_mul(t, x[0], x[1], x[2], ctx) != 1 ? Issue::echec
+                  : BN_is_one(t) != 0                        ? Issue::valide
+                                                             : Issue::refusee;
+        }
       }
     }
   }
+  BN_CTX_end(ctx);
+  return issue;
 }
 
-void condenser(const uint8_t* pucMessage, uint32_t ulLongueur, uint8_t (&condensat)[MD5_DIGEST_SIZE]) {
-  md5_ctx contexte;
-  md5_init(&contexte);
-  if (ulLongueur != 0) {
-    md5_update(&contexte, ulLongueur, pucMessage);
-  }
-  md5_digest(&contexte, MD5_DIGEST_SIZE, condensat);
+bool condenser(const uint8_t* pucMessage, uint32_t ulLongueur, uint8_t (&condensat)[kOctetsMD5]) {
+  static const uint8_t vide = 0;
+  unsigned int taille = 0;
+  return EVP_Digest(ulLongueur != 0 ? pucMessage : &vide, ulLongueur, condensat, &taille, EVP_md5(),
+                    nullptr) == 1 &&
+         taille == kOctetsMD5;
 }
 
-// Modulus and exponent as Nettle's key; false when they do not make a usable key of `bits`.
-bool importer_cle_publique(unsigned int bits, const uint8_t* modulus, const uint8_t* exposant,
-                           ClePublique& cle) {
-  if (bits == 0 || bits > MAX_RSA_MODULUS_BITS) {
-    return false;
+// Checks `signature` (as long as the modulus, below it) by encoding the digest and comparing
+// the whole block with the signature raised to the public exponent (RFC 8017, 8.2.2): no
+// parsing of the block, and a failure of libcrypto is never taken for a refusal.
+Issue controler(EVP_PKEY* psCle, const uint8_t (&condensat)[kOctetsMD5], const uint8_t* pucSignature,
+                size_t taille) {
+  if (taille < kOctetsBlocMin) {
+    return Issue::refusee;
   }
-  nettle_mpz_set_str_256_u(cle.k.n, MAX_RSA_MODULUS_LEN, modulus);
-  nettle_mpz_set_str_256_u(cle.k.e, MAX_RSA_MODULUS_LEN, exposant);
-  if (mpz_sgn(cle.k.e) == 0 || rsa_public_key_prepare(&cle.k) == 0) {
-    return false;
-  }
-  return cle.k.size == octets_modulus(bits);
-}
+  uint8_t attendu[MAX_RSA_MODULUS_LEN];
+  attendu[0] = 0x00;
+  attendu[1] = 0x01;
+  const size_t bourrage = taille - 3 - sizeof kPrefixeMD5 - kOctetsMD5;
+  memset(attendu + 2, 0xFF, bourrage);
+  attendu[2 + bourrage] = 0x00;
+  memcpy(attendu + 3 + bourrage, kPrefixeMD5, sizeof kPrefixeMD5);
+  memcpy(attendu + 3 + bourrage + sizeof kPrefixeMD5, condensat, kOctetsMD5);
 
-bool entre_zero_et(const mpz_t x, const mpz_t borne) {
-  return mpz_sgn(x) > 0 && mpz_cmp(x, borne) < 0;
-}
-
-// The CRT fields must really belong to the modulus: Nettle's arithmetic assumes it and would
-// otherwise stop on an assertion.
-bool importer_cle_privee(const R_RSA_PRIVATE_KEY& sCle, ClePublique& publique, ClePrivee& privee) {
-  if (!importer_cle_publique(sCle.bits, sCle.modulus, sCle.publicExponent, publique)) {
-    return false;
+  uint8_t bloc[MAX_RSA_MODULUS_LEN];
+  size_t taille_bloc = sizeof bloc;
+  Contexte contexte(EVP_PKEY_CTX_new_from_pkey(nullptr, psCle, nullptr));
+  if (contexte == nullptr || EVP_PKEY_verify_recover_init(contexte.get()) != 1 ||
+      EVP_PKEY_CTX_set_rsa_padding(contexte.get(), RSA_NO_PADDING) != 1 ||
+      EVP_PKEY_verify_recover(contexte.get(), bloc, &taille_bloc, pucSignature, taille) != 1) {
+    return Issue::echec;
   }
-  rsa_private_key& k = privee.k;
-  nettle_mpz_set_str_256_u(k.d, MAX_RSA_MODULUS_LEN, sCle.exponent);
-  nettle_mpz_set_str_256_u(k.p, kOctetsPremier, sCle.prime[0]);
-  nettle_mpz_set_str_256_u(k.q, kOctetsPremier, sCle.prime[1]);
-  nettle_mpz_set_str_256_u(k.a, kOctetsPremier, sCle.primeExponent[0]);
-  nettle_mpz_set_str_256_u(k.b, kOctetsPremier, sCle.primeExponent[1]);
-  nettle_mpz_set_str_256_u(k.c, kOctetsPremier, sCle.coefficient);
-  if (mpz_cmp_ui(k.p, 1) <= 0 || mpz_cmp_ui(k.q, 1) <= 0 || mpz_even_p(k.p) || mpz_even_p(k.q)) {
-    return false;
-  }
-  if (!entre_zero_et(k.a, k.p) || !entre_zero_et(k.b, k.q) || !entre_zero_et(k.c, k.p)) {
-    return false;
-  }
-  Entier produit;
-  mpz_mul(produit.v, k.p, k.q);
-  if (mpz_cmp(produit.v, publique.k.n) != 0) {
-    return false;
-  }
-  return rsa_private_key_prepare(&k) != 0 && k.size == publique.k.size;
+  return taille_bloc == taille && CRYPTO_memcmp(bloc, attendu, taille) == 0 ? Issue::valide : Issue::refusee;
 }
 
 }  // namespace
@@ -166,18 +238,33 @@ uint16_t verifier_signature(const uint8_t* pucMessage, uint32_t ulLongueur,
   if (pucMessage == nullptr && ulLongueur != 0) {
     return RE_DATA;
   }
-  ClePublique cle;
-  if (!importer_cle_publique(sCle.bits, sCle.modulus, sCle.exponent, cle)) {
+  const size_t taille = taille_cle_publique(sCle.bits, sCle.modulus, sCle.exponent);
+  if (taille == 0) {
     return RE_PUBLIC_KEY;
   }
-  if (ulLongueurSignature != cle.k.size) {
+  if (ulLongueurSignature != taille) {
     return RE_LEN;
   }
-  uint8_t condensat[MD5_DIGEST_SIZE];
-  condenser(pucMessage, ulLongueur, condensat);
-  Entier signature;
-  nettle_mpz_set_str_256_u(signature.v, ulLongueurSignature, pucSignature);
-  return rsa_md5_verify_digest(&cle.k, condensat, signature.v) != 0 ? MC_CR_OK : RE_SIGNATURE;
+  // A signature is a number below the modulus.
+  if (memcmp(pucSignature, sCle.modulus + MAX_RSA_MODULUS_LEN - taille, taille) >= 0) {
+    return RE_SIGNATURE;
+  }
+  MarqueErreurs marque;
+  uint8_t condensat[kOctetsMD5];
+  Cle cle;
+  if (!condenser(pucMessage, ulLongueur, condensat) || (cle = cle_publique(sCle.modulus, sCle.exponent)) == nullptr) {
+    return MC_ERR_MEMOIRE;
+  }
+  switch (controler(cle.get(), condensat, pucSignature, taille)) {
+    case Issue::valide:
+      return MC_CR_OK;
+    case Issue::refusee:
+      return RE_SIGNATURE;
+    case Issue::echec:
+      break;
+  }
+  // Deviation: a check that libcrypto could not carry out for want of memory gives 0xF801.
+  return MC_ERR_MEMOIRE;
 }
 
 uint16_t calculer_signature(const uint8_t* pucMessage, uint32_t ulLongueur,
@@ -188,22 +275,50 @@ uint16_t calculer_signature(const uint8_t* pucMessage, uint32_t ulLongueur,
   if (octets_modulus(sCle.bits) != kLongueurSignature) {
     return RE_MODULUS_LEN;
   }
-  ClePublique publique;
-  ClePrivee privee;
-  if (!importer_cle_privee(sCle, publique, privee)) {
+  if (taille_cle_publique(sCle.bits, sCle.modulus, sCle.publicExponent) != kLongueurSignature) {
     return RE_PRIVATE_KEY;
   }
-  uint8_t condensat[MD5_DIGEST_SIZE];
-  condenser(pucMessage, ulLongueur, condensat);
-  Entier signature;
-  // The _tr form blinds the computation and checks the result with the public half, so a key
-  // whose fields do not agree can never produce a wrong signature.
-  if (rsa_md5_sign_digest_tr(&publique.k, &privee.k, nullptr, aleatoire, condensat,
-                             signature.v) == 0) {
-    return RE_PRIVATE_KEY;
+  MarqueErreurs marque;
+  // Deviation: fields that do not make one RSA key sign nothing (a signature made with them
+  // would be refused everywhere and could give away a prime).
+  switch (controler_cle_privee(sCle)) {
+    case Issue::valide:
+      break;
+    case Issue::refusee:
+      return RE_PRIVATE_KEY;
+    case Issue::echec:
+      return MC_ERR_MEMOIRE;
   }
-  nettle_mpz_get_str_256(kLongueurSignature, pucSignature, signature.v);
-  return MC_CR_OK;
+  uint8_t condensat[kOctetsMD5];
+  if (!condenser(pucMessage, ulLongueur, condensat)) {
+    return MC_ERR_MEMOIRE;
+  }
+  const Cle cle = cle_privee(sCle);
+  if (cle == nullptr) {
+    return MC_ERR_MEMOIRE;
+  }
+  uint8_t aucSignature[kLongueurSignature];
+  size_t taille = sizeof aucSignature;
+  Contexte contexte(EVP_PKEY_CTX_new_from_pkey(nullptr, cle.get(), nullptr));
+  if (contexte == nullptr || EVP_PKEY_sign_init(contexte.get()) != 1 ||
+      EVP_PKEY_CTX_set_rsa_padding(contexte.get(), RSA_PKCS1_PADDING) != 1 ||
+      EVP_PKEY_CTX_set_signature_md(contexte.get(), EVP_md5()) != 1 ||
+      EVP_PKEY_sign(contexte.get(), aucSignature, &taille, condensat, sizeof condensat) != 1 ||
+      taille != kLongueurSignature) {
+    return MC_ERR_MEMOIRE;
+  }
+  // The result is checked with the public half before it leaves: a prime that is not one makes
+  // a signature that nothing accepts.
+  switch (controler(cle.get(), condensat, aucSignature, taille)) {
+    case Issue::valide:
+      memcpy(pucSignature, aucSignature, kLongueurSignature);
+      return MC_CR_OK;
+    case Issue::refusee:
+      return RE_PRIVATE_KEY;
+    case Issue::echec:
+      break;
+  }
+  return MC_ERR_MEMOIRE;
 }
 
 uint16_t verifier_signature_fichier(uint16_t usNumFichierBinaire) {
@@ -228,6 +343,7 @@ extern "C" MC_API uint16_t MC_usEcrireSignatureFichier(uint16_t usNumFichierBina
   uint32_t ulLongueur = 0;
   if (usCode == MC_CR_OK) {
     usCode = MC_usLongueurFichierBinaire(usNumFichierBinaire, &ulLongueur);
+    // Deviation: a length outside the range a position can hold signs nothing: 0xF610.
     if (usCode == MC_CR_OK && (ulLongueur < mc::kDebutSigne || ulLongueur > mc::kPositionMax)) {
       usCode = MC_ERR_FICHIER;
     }
@@ -267,7 +383,7 @@ extern "C" MC_API uint16_t MC_usVerifierSignatureFichier(uint16_t usNumFichierBi
   uint32_t ulLongueur = 0;
   if (usCode == MC_CR_OK) {
     usCode = MC_usLongueurFichierBinaire(usNumFichierBinaire, &ulLongueur);
-    // A file too short to hold a signature has nothing to check.
+    // Deviation: a file too short to hold a signature has nothing to check: 0xF610.
     if (usCode == MC_CR_OK &&
         (ulLongueur < mc::kDebutSigne + mc::kLongueurSignature || ulLongueur > mc::kPositionMax)) {
       usCode = MC_ERR_FICHIER;
@@ -331,13 +447,14 @@ extern "C" MC_API uint16_t MC_usLireClePrivee(const char* pcFichierClePrivee,
   uint16_t usCode = MC_CR_OK;
   FILE* pFichier = nullptr;
   if (psClePrivee == nullptr) {
+    // Deviation: no record to fill gives 0xF802 instead of a write through a null pointer.
     usCode = MC_ERR_ARGUMENT;
   } else if (pcFichierClePrivee == nullptr ||
              (pFichier = fopen(pcFichierClePrivee, "rb")) == nullptr) {
     usCode = MC_ERR_FICHIER;
   }
   if (usCode == MC_CR_OK) {
-    // Fields cut short by the end of the file stay zero.
+    // Deviation: fields cut short by the end of the file are zero, not what the record held.
     memset(psClePrivee, 0, sizeof *psClePrivee);
     int c = getc(pFichier);
     while (c != EOF && isspace(c) != 0) {

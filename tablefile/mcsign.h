@@ -18,13 +18,14 @@ inline constexpr uint32_t kLongueurSignature = MAX_RSA_MODULUS_LEN;  // 128 byte
 inline constexpr uint32_t kBitsCle = MAX_RSA_MODULUS_BITS;           // 1024
 
 // Checks a signature of any length: 0, or RE_LEN (length is not the modulus's), RE_PUBLIC_KEY,
-// RE_DATA (no message bytes), RE_SIGNATURE (does not match).
+// RE_DATA (no message bytes), RE_SIGNATURE (does not match), 0xF801 (libcrypto out of memory).
 uint16_t verifier_signature(const uint8_t* pucMessage, uint32_t ulLongueur,
                             const R_RSA_PUBLIC_KEY& sCle, const uint8_t* pucSignature,
                             uint32_t ulLongueurSignature);
 
 // Makes the 128-byte signature: 0, or RE_PRIVATE_KEY (fields that are not a consistent RSA key),
-// RE_MODULUS_LEN (not a 1024-bit key), RE_DATA (no message bytes or no output).
+// RE_MODULUS_LEN (not a 1024-bit key), RE_DATA (no message bytes or no output), 0xF801
+// (libcrypto out of memory). Nothing is written on failure.
 uint16_t calculer_signature(const uint8_t* pucMessage, uint32_t ulLongueur,
                             const R_RSA_PRIVATE_KEY& sCle, uint8_t* pucSignature);
 

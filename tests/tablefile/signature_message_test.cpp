@@ -1,5 +1,5 @@
 // signature_message_test.cpp -- message signatures, key files and the public key, checked
-// against OpenSSL's libcrypto.
+// against Nettle.
 #include <cstddef>
 #include <cstring>
 #include <string>
@@ -41,16 +41,16 @@ class Signature : public ::testing::Test {
   }
   void TearDown() override { mc::testing::reset_trace(); }
 
-  // A second pair, made by OpenSSL, so that nothing depends on one key only.
+  // A second pair, made by Nettle, so that nothing depends on one key only.
   static void SetUpTestSuite() {
-    other_ = openssl_generate(1024).release();
+    other_ = nettle_generate(1024).release();
     ASSERT_NE(nullptr, other_);
   }
   static void TearDownTestSuite() {
-    EVP_PKEY_free(other_);
+    delete other_;
     other_ = nullptr;
   }
-  static EVP_PKEY* other_;
+  static RsaKey* other_;
 
   static Bytes sign(const Bytes& message, const R_RSA_PRIVATE_KEY& key, uint16_t expected = 0) {
     Bytes signature(128, 0xEE);
@@ -63,35 +63,35 @@ class Signature : public ::testing::Test {
                                          signature.data());
   }
 };
-EVP_PKEY* Signature::other_ = nullptr;
+RsaKey* Signature::other_ = nullptr;
 
-TEST_F(Signature, SignaturesEqualOpenSslsAndVerifyBothWays) {
+TEST_F(Signature, SignaturesEqualNettlesAndVerifyBothWays) {
   struct Case {
     const char* name;
     R_RSA_PRIVATE_KEY key;
-    Pkey openssl;
+    Key reference;
   };
   Case cases[] = {{"development pair", dev_private_record(), nullptr},
-                  {"OpenSSL pair", private_record(other_), nullptr}};
+                  {"Nettle pair", private_record(*other_), nullptr}};
   for (auto& c : cases) {
-    c.openssl = openssl_private_key(c.key);
-    ASSERT_NE(nullptr, c.openssl) << c.name;
+    c.reference = nettle_private_key(c.key);
+    ASSERT_NE(nullptr, c.reference) << c.name;
     for (size_t length : {0u, 1u, 55u, 56u, 64u, 1000u, 70000u}) {
       SCOPED_TRACE(std::string(c.name) + ", message of " + std::to_string(length));
       const Bytes message = message_of(length);
       const Bytes ours = sign(message, c.key);
-      const Bytes theirs = openssl_sign(c.openssl.get(), message);
+      const Bytes theirs = nettle_sign(*c.reference, message);
       ASSERT_EQ(128u, theirs.size());
       // PKCS #1 v1.5 is deterministic: the same key and message give the same bytes.
       EXPECT_EQ(to_hex(theirs), to_hex(ours));
-      EXPECT_TRUE(openssl_verify(c.openssl.get(), message, ours));
+      EXPECT_TRUE(nettle_verify(*c.reference, message, ours));
       EXPECT_CODE(0, verify(message, public_record(c.key), theirs));
     }
   }
 }
 
 TEST_F(Signature, RefusesOtherBytesOtherKeysAndDamagedSignatures) {
-  const R_RSA_PRIVATE_KEY key = private_record(other_);
+  const R_RSA_PRIVATE_KEY key = private_record(*other_);
   const R_RSA_PUBLIC_KEY pub = public_record(key);
   const Bytes message = message_of(300);
   const Bytes signature = sign(message, key);
@@ -194,6 +194,34 @@ TEST_F(Signature, MissingMessageBytes) {
   EXPECT_CODE(1, MC_usCalculerSignatureMessage(signature.data(), 5, key, nullptr));
 }
 
+TEST_F(Signature, MemoryShortageGivesACodeAndTheNextCallWorks) {
+  ASSERT_TRUE(crypto_allocations_counted());
+  const R_RSA_PRIVATE_KEY key = dev_private_record();
+  const Bytes message = message_of(300);
+  Bytes signature;
+  const auto sign_message = [&]() -> uint32_t {
+    signature.assign(128, 0xEE);
+    return MC_usCalculerSignatureMessage(message.data(), 300, key, signature.data());
+  };
+  const auto check = [&]() -> uint32_t {
+    return MC_usVerifierSignatureMessage(message.data(), 300, public_record(key), signature.data());
+  };
+  // The first calls fill libcrypto's process-wide caches (providers, methods, random generator).
+  const uint32_t before = mc::testing::nombre_allocations();
+  ASSERT_CODE(0, sign_message());
+  ASSERT_CODE(0, check());
+  ASSERT_GT(mc::testing::nombre_allocations() - before, 20u);
+  // libcrypto gets over some failures (a cache entry not made): then the signature is right.
+  const Bytes expected = signature;
+  each_allocation_failure(sign_message, 0, [&](uint32_t, uint32_t code) {
+    EXPECT_EQ(code == 0 ? expected : Bytes(128, 0xEE), signature);
+    EXPECT_CODE(code == 0 ? 0 : 1, code);
+  });
+  each_allocation_failure(check, 0, [](uint32_t, uint32_t code) {
+    EXPECT_CODE(code == 0 ? 0 : MC_ERR_MEMOIRE, code) << "never refused for want of memory";
+  });
+}
+
 TEST_F(Signature, SigningWithBrokenKeysFailsWithBareOne) {
   const R_RSA_PRIVATE_KEY good = dev_private_record();
   const Bytes message = message_of(64);
@@ -266,10 +294,10 @@ TEST_F(KeyFile, ReadsDevelopmentKeyFile) {
   EXPECT_EQ(1024u, read.bits);
   EXPECT_EQ(0, std::memcmp(&expected, &read, sizeof read));
   // The file's key is the one of the published PEM file.
-  Pkey pem = openssl_public_pem(dev_public_pem_path());
+  Key pem = nettle_public_pem(dev_public_pem_path());
   ASSERT_NE(nullptr, pem);
   const Bytes message = message_of(99);
-  EXPECT_TRUE(openssl_verify(pem.get(), message, sign(message, read)));
+  EXPECT_TRUE(nettle_verify(*pem, message, sign(message, read)));
 }
 
 TEST_F(KeyFile, ReadsFieldsInRecordOrder) {
@@ -375,16 +403,16 @@ TEST_F(PublicKey, DevelopmentBuildEmbedsThePublishedPublicKey) {
   const R_RSA_PRIVATE_KEY dev = dev_private_record();
   EXPECT_EQ(0, std::memcmp(key->modulus, dev.modulus, 128));
   EXPECT_EQ(0, std::memcmp(key->exponent, dev.publicExponent, 128));
-  // And OpenSSL reads the same key from the PEM file.
-  Pkey pem = openssl_public_pem(dev_public_pem_path());
+  // And Nettle reads the same key from the PEM file.
+  Key pem = nettle_public_pem(dev_public_pem_path());
   ASSERT_NE(nullptr, pem);
   const Bytes message = message_of(500);
-  const Bytes signature = openssl_sign(openssl_private_key(dev).get(), message);
-  EXPECT_TRUE(openssl_verify(pem.get(), message, signature));
+  const Bytes signature = nettle_sign(*nettle_private_key(dev), message);
+  EXPECT_TRUE(nettle_verify(*pem, message, signature));
   EXPECT_CODE(0, MC_usVerifierSignatureMessage(message.data(), 500, *key, signature.data()));
-  Pkey embedded = openssl_public_key(*key);
+  Key embedded = nettle_public_key(*key);
   ASSERT_NE(nullptr, embedded);
-  EXPECT_EQ(1, EVP_PKEY_eq(embedded.get(), pem.get()));
+  EXPECT_TRUE(same_public_key(*embedded, *pem));
   MC_Liberer(key);
 }
 #endif

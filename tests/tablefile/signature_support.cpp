@@ -1,52 +1,38 @@
-// signature_support.cpp -- OpenSSL helpers of the signature tests.
+// signature_support.cpp -- Nettle helpers of the signature tests.
 #include "signature_support.h"
 
-#include <openssl/bn.h>
-#include <openssl/core_names.h>
-#include <openssl/param_build.h>
-#include <openssl/pem.h>
-#include <openssl/rsa.h>
+#include <nettle/asn1.h>
+#include <nettle/base64.h>
+#include <nettle/bignum.h>
+#include <nettle/knuth-lfib.h>
+#include <nettle/md5.h>
 
-#include <cstdio>
+#include <cctype>
 #include <cstring>
-#include <vector>
 
 namespace mc::test {
 namespace {
 
-struct BnFree {
-  void operator()(BIGNUM* b) const { BN_clear_free(b); }
-};
-using Bn = std::unique_ptr<BIGNUM, BnFree>;
+void set(mpz_t x, const unsigned char* bytes, size_t length) { nettle_mpz_set_str_256_u(x, length, bytes); }
+void get(const mpz_t x, unsigned char* out, size_t length) { nettle_mpz_get_str_256(length, out, x); }
 
-Bn bn(const unsigned char* bytes, size_t length) { return Bn(BN_bin2bn(bytes, static_cast<int>(length), nullptr)); }
-
-void to_field(EVP_PKEY* key, const char* name, unsigned char* out, size_t length) {
-  BIGNUM* value = nullptr;
-  ASSERT_EQ(1, EVP_PKEY_get_bn_param(key, name, &value)) << name;
-  Bn holder(value);
-  ASSERT_EQ(static_cast<int>(length), BN_bn2binpad(value, out, static_cast<int>(length))) << name;
-}
-
-Pkey from_params(const std::vector<std::pair<const char*, Bn>>& fields, int selection) {
-  OSSL_PARAM_BLD* build = OSSL_PARAM_BLD_new();
-  for (const auto& [name, value] : fields) {
-    OSSL_PARAM_BLD_push_BN(build, name, value.get());
-  }
-  OSSL_PARAM* params = OSSL_PARAM_BLD_to_param(build);
-  EVP_PKEY_CTX* ctx = EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr);
-  EVP_PKEY* key = nullptr;
-  if (ctx == nullptr || params == nullptr || EVP_PKEY_fromdata_init(ctx) != 1 ||
-      EVP_PKEY_fromdata(ctx, &key, selection, params) != 1) {
-    key = nullptr;
-  }
-  EVP_PKEY_CTX_free(ctx);
-  OSSL_PARAM_free(params);
-  OSSL_PARAM_BLD_free(build);
-  return Pkey(key);
+md5_ctx digest_of(const Bytes& message) {
+  md5_ctx ctx;
+  md5_init(&ctx);
+  md5_update(&ctx, message.size(), message.data());
+  return ctx;
 }
 
 }  // namespace
+
+RsaKey::RsaKey() {
+  rsa_public_key_init(&pub);
+  rsa_private_key_init(&priv);
+}
+RsaKey::~RsaKey() {
+  rsa_private_key_clear(&priv);
+  rsa_public_key_clear(&pub);
+}
 
 std::string dev_private_key_path() { return std::string(MC_TEST_SOURCE_DIR) + "/keys/dev_only_private.key"; }
 std::string dev_public_pem_path() { return std::string(MC_TEST_SOURCE_DIR) + "/keys/dev_only_public.pem"; }
@@ -64,49 +50,86 @@ R_RSA_PRIVATE_KEY dev_private_record() {
   return record;
 }
 
-Pkey openssl_private_key(const R_RSA_PRIVATE_KEY& r) {
-  std::vector<std::pair<const char*, Bn>> fields;
-  fields.emplace_back(OSSL_PKEY_PARAM_RSA_N, bn(r.modulus, 128));
-  fields.emplace_back(OSSL_PKEY_PARAM_RSA_E, bn(r.publicExponent, 128));
-  fields.emplace_back(OSSL_PKEY_PARAM_RSA_D, bn(r.exponent, 128));
-  fields.emplace_back(OSSL_PKEY_PARAM_RSA_FACTOR1, bn(r.prime[0], 64));
-  fields.emplace_back(OSSL_PKEY_PARAM_RSA_FACTOR2, bn(r.prime[1], 64));
-  fields.emplace_back(OSSL_PKEY_PARAM_RSA_EXPONENT1, bn(r.primeExponent[0], 64));
-  fields.emplace_back(OSSL_PKEY_PARAM_RSA_EXPONENT2, bn(r.primeExponent[1], 64));
-  fields.emplace_back(OSSL_PKEY_PARAM_RSA_COEFFICIENT1, bn(r.coefficient, 64));
-  return from_params(fields, EVP_PKEY_KEYPAIR);
-}
-
-Pkey openssl_public_key(const R_RSA_PUBLIC_KEY& r) {
-  std::vector<std::pair<const char*, Bn>> fields;
-  fields.emplace_back(OSSL_PKEY_PARAM_RSA_N, bn(r.modulus, 128));
-  fields.emplace_back(OSSL_PKEY_PARAM_RSA_E, bn(r.exponent, 128));
-  return from_params(fields, EVP_PKEY_PUBLIC_KEY);
-}
-
-Pkey openssl_public_pem(const std::string& path) {
-  FILE* f = std::fopen(path.c_str(), "r");
-  if (f == nullptr) {
+Key nettle_private_key(const R_RSA_PRIVATE_KEY& r) {
+  Key k = std::make_unique<RsaKey>();
+  set(k->pub.n, r.modulus, 128);
+  set(k->pub.e, r.publicExponent, 128);
+  set(k->priv.d, r.exponent, 128);
+  set(k->priv.p, r.prime[0], 64);
+  set(k->priv.q, r.prime[1], 64);
+  set(k->priv.a, r.primeExponent[0], 64);
+  set(k->priv.b, r.primeExponent[1], 64);
+  set(k->priv.c, r.coefficient, 64);
+  if (rsa_public_key_prepare(&k->pub) == 0 || rsa_private_key_prepare(&k->priv) == 0) {
     return nullptr;
   }
-  EVP_PKEY* key = PEM_read_PUBKEY(f, nullptr, nullptr, nullptr);
-  std::fclose(f);
-  return Pkey(key);
+  return k;
 }
 
-Pkey openssl_generate(unsigned bits) { return Pkey(EVP_RSA_gen(bits)); }
+Key nettle_public_key(const R_RSA_PUBLIC_KEY& r) {
+  Key k = std::make_unique<RsaKey>();
+  set(k->pub.n, r.modulus, 128);
+  set(k->pub.e, r.exponent, 128);
+  return rsa_public_key_prepare(&k->pub) != 0 ? std::move(k) : nullptr;
+}
 
-R_RSA_PRIVATE_KEY private_record(EVP_PKEY* key) {
+Key nettle_public_pem(const std::string& path) {
+  const std::string text = read_text(path);
+  const std::string begin = "-----BEGIN PUBLIC KEY-----";
+  const size_t from = text.find(begin);
+  const size_t to = text.find("-----END PUBLIC KEY-----");
+  if (from == std::string::npos || to == std::string::npos || to < from) {
+    return nullptr;
+  }
+  std::string base64;
+  for (size_t i = from + begin.size(); i < to; ++i) {
+    if (std::isspace(static_cast<unsigned char>(text[i])) == 0) {
+      base64 += text[i];
+    }
+  }
+  Bytes der(BASE64_DECODE_LENGTH(base64.size()));
+  size_t length = der.size();
+  base64_decode_ctx ctx;
+  base64_decode_init(&ctx);
+  if (base64_decode_update(&ctx, &length, der.data(), base64.size(), base64.data()) == 0 ||
+      base64_decode_final(&ctx) == 0) {
+    return nullptr;
+  }
+  // SubjectPublicKeyInfo: SEQUENCE { SEQUENCE { rsaEncryption, NULL }, BIT STRING { n, e } }
+  asn1_der_iterator i;
+  Key k = std::make_unique<RsaKey>();
+  const bool ok = asn1_der_iterator_first(&i, length, der.data()) == ASN1_ITERATOR_CONSTRUCTED &&
+                  i.type == ASN1_SEQUENCE && asn1_der_decode_constructed_last(&i) == ASN1_ITERATOR_CONSTRUCTED &&
+                  i.type == ASN1_SEQUENCE && asn1_der_iterator_next(&i) == ASN1_ITERATOR_PRIMITIVE &&
+                  i.type == ASN1_BITSTRING && asn1_der_decode_bitstring_last(&i) == ASN1_ITERATOR_CONSTRUCTED &&
+                  rsa_public_key_from_der_iterator(&k->pub, 0, &i) != 0;
+  return ok ? std::move(k) : nullptr;
+}
+
+Key nettle_generate(unsigned bits) {
+  static uint32_t seed = 1;
+  knuth_lfib_ctx random;
+  knuth_lfib_init(&random, seed++);
+  Key k = std::make_unique<RsaKey>();
+  mpz_set_ui(k->pub.e, 65537);
+  if (rsa_generate_keypair(&k->pub, &k->priv, &random, reinterpret_cast<nettle_random_func*>(knuth_lfib_random),
+                           nullptr, nullptr, bits, 0) == 0) {
+    return nullptr;
+  }
+  return k;
+}
+
+R_RSA_PRIVATE_KEY private_record(const RsaKey& k) {
   R_RSA_PRIVATE_KEY r{};
-  r.bits = static_cast<unsigned>(EVP_PKEY_get_bits(key));
-  to_field(key, OSSL_PKEY_PARAM_RSA_N, r.modulus, 128);
-  to_field(key, OSSL_PKEY_PARAM_RSA_E, r.publicExponent, 128);
-  to_field(key, OSSL_PKEY_PARAM_RSA_D, r.exponent, 128);
-  to_field(key, OSSL_PKEY_PARAM_RSA_FACTOR1, r.prime[0], 64);
-  to_field(key, OSSL_PKEY_PARAM_RSA_FACTOR2, r.prime[1], 64);
-  to_field(key, OSSL_PKEY_PARAM_RSA_EXPONENT1, r.primeExponent[0], 64);
-  to_field(key, OSSL_PKEY_PARAM_RSA_EXPONENT2, r.primeExponent[1], 64);
-  to_field(key, OSSL_PKEY_PARAM_RSA_COEFFICIENT1, r.coefficient, 64);
+  r.bits = static_cast<unsigned>(mpz_sizeinbase(k.pub.n, 2));
+  get(k.pub.n, r.modulus, 128);
+  get(k.pub.e, r.publicExponent, 128);
+  get(k.priv.d, r.exponent, 128);
+  get(k.priv.p, r.prime[0], 64);
+  get(k.priv.q, r.prime[1], 64);
+  get(k.priv.a, r.primeExponent[0], 64);
+  get(k.priv.b, r.primeExponent[1], 64);
+  get(k.priv.c, r.coefficient, 64);
   return r;
 }
 
@@ -118,6 +141,10 @@ R_RSA_PUBLIC_KEY public_record(const R_RSA_PRIVATE_KEY& r) {
   return p;
 }
 
+bool same_public_key(const RsaKey& a, const RsaKey& b) {
+  return mpz_cmp(a.pub.n, b.pub.n) == 0 && mpz_cmp(a.pub.e, b.pub.e) == 0;
+}
+
 Bytes key_file_bytes(const R_RSA_PRIVATE_KEY& r, const std::string& after_digits) {
   Bytes out = bytes_of(std::to_string(r.bits) + after_digits);
   const auto* fields = reinterpret_cast<const uint8_t*>(r.modulus);
@@ -125,27 +152,26 @@ Bytes key_file_bytes(const R_RSA_PRIVATE_KEY& r, const std::string& after_digits
   return out;
 }
 
-Bytes openssl_sign(EVP_PKEY* key, const Bytes& message) {
-  EVP_MD_CTX* ctx = EVP_MD_CTX_new();
-  size_t length = 0;
+Bytes nettle_sign(const RsaKey& k, const Bytes& message) {
+  md5_ctx ctx = digest_of(message);
+  mpz_t s;
+  mpz_init(s);
   Bytes signature;
-  if (EVP_DigestSignInit(ctx, nullptr, EVP_md5(), nullptr, key) == 1 &&
-      EVP_DigestSign(ctx, nullptr, &length, message.data(), message.size()) == 1) {
-    signature.resize(length);
-    if (EVP_DigestSign(ctx, signature.data(), &length, message.data(), message.size()) != 1) {
-      signature.clear();
-    }
+  if (rsa_md5_sign(&k.priv, &ctx, s) != 0) {
+    signature.resize(k.pub.size);
+    get(s, signature.data(), signature.size());
   }
-  EVP_MD_CTX_free(ctx);
+  mpz_clear(s);
   return signature;
 }
 
-bool openssl_verify(EVP_PKEY* key, const Bytes& message, const Bytes& signature) {
-  EVP_MD_CTX* ctx = EVP_MD_CTX_new();
-  const bool ok = EVP_DigestVerifyInit(ctx, nullptr, EVP_md5(), nullptr, key) == 1 &&
-                  EVP_DigestVerify(ctx, signature.data(), signature.size(), message.data(),
-                                   message.size()) == 1;
-  EVP_MD_CTX_free(ctx);
+bool nettle_verify(const RsaKey& k, const Bytes& message, const Bytes& signature) {
+  md5_ctx ctx = digest_of(message);
+  mpz_t s;
+  mpz_init(s);
+  set(s, signature.data(), signature.size());
+  const bool ok = rsa_md5_verify(&k.pub, &ctx, s) != 0;
+  mpz_clear(s);
   return ok;
 }
 
