@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <sys/types.h>
+
 namespace mc {
 
 // The private counters: bytes requested since load, and the highest value reached.
@@ -14,6 +16,10 @@ uint32_t memoire_max();
 // malloc for the library's own untraced buffers (the INI layer's): not accounted in the counters
 // above, but counted and failed by the test hooks below like MC_Allouer. Freed with free().
 void* allouer_non_compte(size_t taille);
+
+// A file position (or length) as the unsigned 32-bit value the calls hand out: 0xFFFFFFFF, the
+// failure value, for a failed one (negative) and for one that does not fit below it.
+uint32_t position_32(off_t position);
 
 namespace testing {
 // Sets both private counters back to 0 and cancels a pending allocation failure.
