@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config binutils nettle-dev libgmp-dev)
 if [[ "${1:-}" == "test" ]]; then
-  packages+=(libgtest-dev libbenchmark-dev libssl-dev openssl zlib1g-dev g++-multilib)
+  packages+=(libgtest-dev libbenchmark-dev libssl-dev openssl zlib1g-dev gcc-multilib g++-multilib)
 fi
 
 missing=()
