@@ -88,7 +88,8 @@ PKG_CONFIG_LIBDIR=$libdir/pkgconfig:$sysroot/usr/share/pkgconfig PKG_CONFIG_SYSR
   cmake -S . -B "$build" -G Ninja -DMC_WERROR=ON -DMC_BUILD_BENCH=$bench \
         -DCMAKE_C_FLAGS="$flags" -DCMAKE_CXX_FLAGS="$flags" \
         -DCMAKE_PREFIX_PATH="$sysroot/usr" -DCMAKE_LIBRARY_PATH="$libdir" \
-        -DGTest_DIR="$gtest/lib/cmake/GTest" -DOPENSSL_ROOT_DIR="$sysroot/usr" >/dev/null
+        -DGTest_DIR="$gtest/lib/cmake/GTest" -DOPENSSL_ROOT_DIR="$sysroot/usr" \
+        -Dbenchmark_DIR="$libdir/cmake/benchmark" >/dev/null
 cmake --build "$build" -j"$jobs"
 if ! readelf -h "$build/libmc.so" | grep -q 'Machine:.*80386'; then
   echo "i386: $build/libmc.so is not a 32-bit x86 library" >&2
