@@ -146,20 +146,24 @@ extern "C" MC_API void MC_Liberer(void* pvBloc) {
   free(pvBloc);
 }
 
+namespace mc {
+// Deviation: a length or position of 4 GiB or more is the failure value, not cut to 32 bits.
+uint32_t position_32(off_t position) {
+  static_assert(sizeof(off_t) == 8, "built with large-file support");
+  return position < 0 || position >= off_t{0xFFFFFFFF} ? 0xFFFFFFFFu : static_cast<uint32_t>(position);
+}
+}  // namespace mc
+
 extern "C" MC_API uint16_t MC_usLongueurFichier(FILE* psFichier, uint32_t* pulLongueur) {
   MC_TRACE(mc::kModule, mc::kTrcInit, MC_TRACE_ENTREE, "MC_usLongueurFichier");
   uint16_t usCr = MC_ERR_FICHIER;
   if (psFichier != nullptr && pulLongueur != nullptr) {
-    const long lPosition = ftell(psFichier);
-    if (lPosition != -1L && fseek(psFichier, 0L, SEEK_END) == 0) {
-      const long lFin = ftell(psFichier);
-      // Deviation: a length of 4 GiB or more does not fit and is measured as the failure value.
-      const uint32_t ulFin = lFin < 0 || static_cast<unsigned long long>(lFin) >= 0xFFFFFFFFull
-                                 ? 0xFFFFFFFFu
-                                 : static_cast<uint32_t>(lFin);
+    const off_t lPosition = ftello(psFichier);
+    if (lPosition != -1 && fseeko(psFichier, 0, SEEK_END) == 0) {
+      const uint32_t ulFin = mc::position_32(ftello(psFichier));
       *pulLongueur = ulFin;
       if (ulFin != 0xFFFFFFFFu) {
-        usCr = static_cast<uint16_t>(fseek(psFichier, lPosition, SEEK_SET));
+        usCr = static_cast<uint16_t>(fseeko(psFichier, lPosition, SEEK_SET));
       }
     }
   }

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstdio>
 
+#include <sys/types.h>
+
 namespace mc {
 
 // The private counters: bytes requested since load, and the highest value reached.
@@ -23,6 +25,10 @@ inline constexpr size_t kTailleNomComplet = 1024;
 // that never blocks on a FIFO and accepts only a regular file: anything else is closed again and
 // refused with a null stream and errno EISDIR (a directory) or EINVAL.
 FILE* ouvrir_fichier_regulier(const char* pcChemin, const char* pcMode);
+
+// A file position (or length) as the unsigned 32-bit value the calls hand out: 0xFFFFFFFF, the
+// failure value, for a failed one (negative) and for one that does not fit below it.
+uint32_t position_32(off_t position);
 
 namespace testing {
 // Sets both private counters back to 0 and cancels a pending allocation failure.

@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config binutils libssl-dev nettle-dev libgmp-dev)
 if [[ "${1:-}" == "test" ]]; then
-  packages+=(libgtest-dev libbenchmark-dev openssl zlib1g-dev g++-multilib)
+  packages+=(libgtest-dev libbenchmark-dev openssl zlib1g-dev gcc-multilib g++-multilib)
 fi
 
 missing=()

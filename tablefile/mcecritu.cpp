@@ -101,21 +101,27 @@ uint8_t demi_octet(char c) {
   return kDemiPoint;
 }
 
+// Integer digits of a finite |value|: 1 below 10, at most 15 (more than a packed double holds).
+// Counted against the exact powers of ten: floor(log10()) in double precision gives a value just
+// below 1e14 fifteen digits, and only x87's wider precision gives the fourteen it has.
+int chiffres_entiers(double dAbsolue) {
+  int iChiffres = 1;
+  for (double dPuissance = 10.0; iChiffres <= static_cast<int>(kChiffresDouble) && dAbsolue >= dPuissance;
+       dPuissance *= 10.0) {
+    ++iChiffres;
+  }
+  return iChiffres;
+}
+
 }  // namespace
 
 bool coder_double(double dValeur, uint8_t pucOctets[8]) {
   if (!std::isfinite(dValeur)) {
     return false;
   }
-  int iChiffres = 1;
-  if (dValeur != 0.0) {
-    const double dExposant = std::floor(std::log10(std::fabs(dValeur)));
-    if (dExposant >= static_cast<double>(kChiffresDouble)) {
-      return false;
-    }
-    if (dExposant >= 0.0) {
-      iChiffres = static_cast<int>(dExposant) + 1;
-    }
+  const int iChiffres = chiffres_entiers(std::fabs(dValeur));
+  if (iChiffres > static_cast<int>(kChiffresDouble)) {
+    return false;
   }
   char acTexte[64];
   const int iLongueur =

@@ -564,9 +564,9 @@ extern "C" MC_API uint16_t MC_usLirePositionFichier(uint16_t usNumFichierBinaire
   FichierBinaire* psFichier = nullptr;
   uint16_t usCr = MC_ERR_FICHIER;
   if (pulPosition != nullptr && mc::usRechercherFichier(usNumFichierBinaire, &psFichier) == MC_CR_OK) {
-    const long lPosition = ftell(psFichier->pFichier);
-    if (lPosition >= 0) {
-      *pulPosition = static_cast<uint32_t>(lPosition);
+    const uint32_t ulPosition = mc::position_32(ftello(psFichier->pFichier));
+    if (ulPosition != 0xFFFFFFFFu) {
+      *pulPosition = ulPosition;
       usCr = MC_CR_OK;
     }
   }

@@ -156,6 +156,16 @@ uint64_t octets_restants(FichierBinaire* ps) {
   return ullRestants;
 }
 
+// Moves forward over a table's data of ulTaille bytes; false when the move fails.
+// Deviation: a move that would end past 0x7FFFFFFF fails on every build, as the first form's move
+// through a signed 32-bit offset did, whatever the width of long; a damaged size gives 0xF640.
+bool sauter_donnees(FILE* pFichier, uint32_t ulTaille) {
+  static_assert(sizeof(off_t) == 8, "built with large-file support");
+  const off_t position = ftello(pFichier);
+  return position >= 0 && ulTaille <= INT32_MAX - position &&
+         fseeko(pFichier, static_cast<off_t>(ulTaille), SEEK_CUR) == 0;
+}
+
 }  // namespace
 
 uint16_t usLireCommentaire(uint16_t usNumFichierBinaire, char* pcBuffer, size_t ulTaille) {
@@ -330,9 +340,7 @@ extern "C" MC_API uint16_t MC_usRechercherTable(uint16_t usNumFichierBinaire, co
         if (strcmp(psEnteteTable->szNomTable, pcNomTable) == 0) {
           bTrouve = true;
         } else {
-          const long lApres = ftell(ps->pFichier);
-          if (lApres < 0 || psEnteteTable->ulTailleDonnees > static_cast<unsigned long>(LONG_MAX - lApres) ||
-              fseek(ps->pFichier, static_cast<long>(psEnteteTable->ulTailleDonnees), SEEK_CUR) != 0) {
+          if (!mc::sauter_donnees(ps->pFichier, psEnteteTable->ulTailleDonnees)) {
             usCr = MC_ERR_FIN_FICHIER;
           }
         }

@@ -64,17 +64,6 @@ TEST_F(LimitTest, ReadsStopAtTheLengthMeasuredAtOpening) {
   EXPECT_EQ(0u, longueur_ouverture(num));
 }
 
-TEST_F(LimitTest, FileOfFourGigabytesOrMoreCannotBeMeasured) {
-  write_file(path("g.tbx"), entete_octets("g.tbx", "c"));
-  ASSERT_EQ(0, truncate(path("g.tbx").c_str(), 0x100000000LL + 95));  // sparse
-  uint16_t num = 0;
-  EXPECT_CODE(MC_ERR_FICHIER, ouvrir("g.tbx", 0, &num));
-  uint32_t length = 0;
-  EXPECT_CODE(MC_ERR_FICHIER, MC_usLongueurFichierBinaire(num, &length));
-  EXPECT_EQ(0xFFFFFFFFu, length);
-  EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
-}
-
 TEST_F(LimitTest, StringLongerThanTheFileTakesNoMoreThanTheFileHolds) {
   struct Case {
     const char* data;

@@ -161,24 +161,34 @@ TEST_F(AreaTest, TruncatedLastHeaderMakesTheSearchWrapWithoutError) {
   EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
 }
 
-TEST_F(AreaTest, DamagedSizesNeverMakeTheSearchLoop) {
+TEST_F(AreaTest, DamagedDataSizeStopsTheSearchWithinTheFile) {
   const Bytes clean = concat({entete_octets("d.tbx", "c"), table_octets("A", hex("01 02")),
                               table_octets("B", hex("03")), table_octets("C", hex("04 05 06"))});
-  for (size_t at = 64; at < clean.size(); ++at) {
-    for (uint8_t value : {0x00, 0x7F, 0xFF}) {
-      Bytes file = clean;
-      file[at] = value;
-      sceller_crc(file);
-      write_file(path("d.tbx"), file);
-      uint16_t num = 0;
-      ASSERT_CODE(0, ouvrir("d.tbx", 1, &num));
-      for (const char* name : {"A", "C", "Z"}) {
-        EnteteTable t;
-        const uint16_t cr = MC_usRechercherTable(num, name, &t);
-        EXPECT_TRUE(cr == 0 || cr == MC_ERR_FIN || cr == MC_ERR_FIN_FICHIER) << at << " " << name << " " << cr;
-      }
-      ASSERT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
+  struct Case {
+    size_t table_at;  // start of the damaged table
+    uint32_t size;
+    const char* name;
+    uint16_t code;
+  };
+  const Case cases[] = {{64, 0x7FFFFFFF, "C", MC_ERR_FIN_FICHIER}, {64, 0x80000000, "C", MC_ERR_FIN_FICHIER},
+                        {64, 0xFFFFFFFF, "C", MC_ERR_FIN_FICHIER}, {91, 0xFFFFFFF0, "C", MC_ERR_FIN_FICHIER},
+                        {91, 0xFFFFFFF0, "A", 0},                  {64, 0x7F000002, "C", MC_ERR_FIN}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(::testing::Message() << c.table_at << " " << std::hex << c.size << " " << c.name);
+    Bytes file = clean;
+    for (int k = 0; k < 4; ++k) {
+      file[c.table_at + 10 + static_cast<size_t>(k)] = static_cast<uint8_t>(c.size >> (24 - 8 * k));
     }
+    sceller_crc(file);
+    write_file(path("d.tbx"), file);
+    uint16_t num = 0;
+    ASSERT_CODE(0, ouvrir("d.tbx", 1, &num));
+    EnteteTable t;
+    EXPECT_CODE(c.code, MC_usRechercherTable(num, c.name, &t));
+    uint32_t position = 0;
+    EXPECT_CODE(0, MC_usLirePositionFichier(num, &position));
+    EXPECT_LE(position, file.size());
+    ASSERT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
   }
 }
 

@@ -1,5 +1,9 @@
 // slots_test.cpp -- the slot table: numbers, reservation, opening, creation, release and the
 // positioning helpers.
+#include <unistd.h>
+
+#include <cstdio>
+
 #include "tests/tablefile/tftest.h"
 
 namespace mc::test {
@@ -272,6 +276,41 @@ TEST_F(SlotTest, PositionAndLengthHelpers) {
   EXPECT_CODE(0, usTailleDonnneeFichierBinaire(num, &extent));
   EXPECT_EQ(95u, extent);
   EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
+}
+
+// Sparse files (truncate takes no disk space): past 2 GiB they open on every build; from 4 GiB on,
+// a length or position that the 32-bit results cannot hold is refused, not cut.
+TEST_F(SlotTest, FilesPast2GiBOpenAndPositionsPast4GiBAreRefused) {
+  struct Case {
+    uint64_t size;
+    uint16_t code;
+  };
+  const Case cases[] = {{(uint64_t{1} << 31) + 100, 0}, {(uint64_t{1} << 32) + 100, MC_ERR_FICHIER}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.size);
+    write_file(path("g.tbx"), entete_octets("g.tbx", "c"));
+    ASSERT_EQ(0, truncate(path("g.tbx").c_str(), static_cast<off_t>(c.size)));
+    uint16_t num = 0;
+    EXPECT_CODE(c.code, ouvrir("g.tbx", 0, &num));
+    if (num != 0) {
+      MC_usLibererFichierBinaire(num, nullptr);
+    }
+    FILE* f = fopen(path("g.tbx").c_str(), "rb");
+    uint32_t length = 0;
+    EXPECT_CODE(c.code, MC_usLongueurFichier(f, &length));
+    EXPECT_EQ(c.code == 0 ? c.size : 0xFFFFFFFFu, length);
+    fclose(f);
+  }
+  uint16_t num = 0;
+  ASSERT_CODE(0, creer("h.tbx", 0, &num, entete_exemple("h.tbx")));
+  ASSERT_EQ(0, truncate(path("h.tbx").c_str(), static_cast<off_t>(cases[1].size)));
+  ASSERT_CODE(0, MC_usPositionnerOffset(num, 0, SEEK_END));
+  uint32_t position = 7;
+  EXPECT_CODE(MC_ERR_FICHIER, MC_usLirePositionFichier(num, &position));
+  EXPECT_EQ(7u, position);
+  EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
+  std::remove(path("g.tbx").c_str());
+  std::remove(path("h.tbx").c_str());
 }
 
 TEST_F(SlotTest, KeptEveryControlTypeButOneEndsTheTableArea128BytesEarly) {
