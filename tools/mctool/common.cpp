@@ -135,7 +135,7 @@ std::string printable(const uint8_t* data, size_t size) {
   std::string out;
   char cell[8];
   for (size_t i = 0; i < size; ++i) {
-    if (data[i] >= 0x20 && data[i] < 0x7F && data[i] != '\\') {
+    if (data[i] >= 0x20 && data[i] < 0x7F) {
       out += static_cast<char>(data[i]);
     } else {
       std::snprintf(cell, sizeof cell, "\\x%02X", data[i]);

@@ -299,7 +299,7 @@ uint16_t read_value(uint16_t n, const Column& c, ordered_json& value) {
     std::string text;
     for (uint16_t unit : u) {
       char cell[8];
-      std::snprintf(cell, sizeof cell, unit >= 0x20 && unit < 0x7F && unit != '\\' ? "%c" : "\\u%04X", unit);
+      std::snprintf(cell, sizeof cell, unit >= 0x20 && unit < 0x7F ? "%c" : "\\u%04X", unit);
       text += cell;
     }
     value = text;
@@ -366,7 +366,8 @@ int dump(const std::string& path, const std::string& only, const std::string& sp
       }
     } else {
       MC_usPositionnerOffset(file.number, static_cast<int32_t>(t.data), SEEK_SET);
-      for (uint32_t r = 0; r < records && status == kOk; ++r) {
+      bool readable = true;
+      for (uint32_t r = 0; r < records && readable; ++r) {
         ordered_json row = ordered_json::array();
         std::string line = csv ? name : "  ";
         for (const Column& c : columns) {
@@ -374,12 +375,13 @@ int dump(const std::string& path, const std::string& only, const std::string& sp
           code = read_value(file.number, c, v);
           if (code != MC_CR_OK) {
             status = fail(kInvalid, path, name + " record " + std::to_string(r) + " cannot be read", code);
+            readable = false;
             break;
           }
           line += (csv ? "," : line.size() > 2 ? "\t" : "") + cell_text(v, csv);
           row.push_back(v);
         }
-        if (status == kOk) {
+        if (readable) {
           rows.push_back(row);
           if (!json) {
             std::printf("%s\n", line.c_str());
@@ -388,7 +390,7 @@ int dump(const std::string& path, const std::string& only, const std::string& sp
       }
       uint32_t end = 0;
       MC_usLirePositionFichier(file.number, &end);
-      if (status == kOk && end != t.data + t.header.ulTailleDonnees) {
+      if (readable && end != t.data + t.header.ulTailleDonnees) {
         warn(path, name + ": the records take " + std::to_string(end - t.data) +
                        " bytes, the table header says " + std::to_string(uint32_t{t.header.ulTailleDonnees}));
       }

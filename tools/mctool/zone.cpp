@@ -192,8 +192,13 @@ std::string refusal(const Bytes& z, uint16_t code) {
   std::string why;
   walk(z, groups, at, why);
   const auto group_name = [&](uint32_t g) {
-    return g >= 1 && g <= groups.size() ? "group " + std::to_string(g) + " (id " + hex_id(groups[g - 1].id) + ")"
-                                        : "group " + std::to_string(g);
+    char text[48];
+    if (g >= 1 && g <= groups.size()) {
+      std::snprintf(text, sizeof text, "group %u (id 0x%04X, %u)", g, groups[g - 1].id, groups[g - 1].id);
+    } else {
+      std::snprintf(text, sizeof text, "group %u", g);
+    }
+    return std::string(text);
   };
   if (code > MC_ERR_NOMBRE_CHAMPS && code <= 0xAFFF) {
     const uint32_t g = code - MC_ERR_NOMBRE_CHAMPS;
