@@ -22,7 +22,7 @@ std::string here() { return std::string(MC_TEST_SOURCE_DIR) + "/tests/tools"; }
 std::string run(const std::string& dir, const std::string& command, std::string* out = nullptr) {
   const std::string env = "cd '" + dir + "' && PATH='" + MC_TEST_MCTOOL_DIR + "':\"$PATH\" DICO='" +
                           MC_TEST_SOURCE_DIR + "/dictionary/dev/dictionnaire.dico' KEYS='" + MC_TEST_SOURCE_DIR +
-                          "/keys' ZONES='" + here() + "/zones.txt' ";
+                          "/keys' ZONES='" + here() + "/zones.txt' LSAN_OPTIONS=print_suppressions=0 ";
   write_text(dir + "/.cmd", command + "\n");
   const int status = std::system((env + "sh .cmd >.out 2>.err").c_str());
   const std::string stdout_text = read_text(dir + "/.out");
