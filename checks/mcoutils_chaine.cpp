@@ -62,7 +62,8 @@ bool controler_type(const char* pcChaine, uint32_t ulLongueur, int8_t cType,
 // A NUL-terminated copy of ulLongueur bytes, or an empty holder when the heap refuses or the
 // length leaves no room for the zero.
 mc::Tampon<char> copier_valeur(const char* pcValeur, uint32_t ulLongueur) {
-  if (ulLongueur == UINT32_MAX) {
+  // Deviation: a null value of non-zero length fails like a refused copy (the first form read it).
+  if (ulLongueur == UINT32_MAX || (pcValeur == nullptr && ulLongueur != 0)) {
     return mc::Tampon<char>();
   }
   mc::Tampon<char> copie = mc::allouer<char>(size_t{ulLongueur} + 1);
@@ -79,8 +80,9 @@ mc::Tampon<char> copier_valeur(const char* pcValeur, uint32_t ulLongueur) {
 
 extern "C" MC_API int32_t MC_bEstNumerique(const char* pcChaine) {
   MC_TRACE(mc::kModule, mc::kTrcOutils, MC_TRACE_ENTREE, "MC_bEstNumerique");
-  int32_t bResultat = 1;
-  for (const char* pc = pcChaine; *pc != '\0'; ++pc) {
+  // Deviation: a null text is not a string of the class (the first form read through it).
+  int32_t bResultat = pcChaine != nullptr ? 1 : 0;
+  for (const char* pc = pcChaine; pc != nullptr && *pc != '\0'; ++pc) {
     if (!est_chiffre(*pc)) {
       bResultat = 0;
       break;
@@ -96,9 +98,10 @@ extern "C" MC_API int32_t MC_bEstNumerique(const char* pcChaine) {
 
 extern "C" MC_API int32_t MC_bEstAlphaNumerique(const char* pcChaine) {
   MC_TRACE(mc::kModule, mc::kTrcOutils, MC_TRACE_ENTREE, "MC_bEstAlphaNumerique");
-  int32_t bResultat = 1;
+  // Deviation: a null text is not a string of the class (the first form read through it).
+  int32_t bResultat = pcChaine != nullptr ? 1 : 0;
   // Kept: lower-case letters are refused.
-  for (const char* pc = pcChaine; *pc != '\0'; ++pc) {
+  for (const char* pc = pcChaine; pc != nullptr && *pc != '\0'; ++pc) {
     if (!est_chiffre(*pc) && !est_majuscule(*pc) && !est_blanc(*pc)) {
       bResultat = 0;
       break;
@@ -112,9 +115,10 @@ extern "C" MC_API int32_t MC_bEstAlphaNumerique(const char* pcChaine) {
 
 extern "C" MC_API int32_t MC_bEstAlphabetique(const char* pcChaine) {
   MC_TRACE(mc::kModule, mc::kTrcOutils, MC_TRACE_ENTREE, "MC_bEstAlphabetique");
-  int32_t bResultat = 1;
+  // Deviation: a null text is not a string of the class (the first form read through it).
+  int32_t bResultat = pcChaine != nullptr ? 1 : 0;
   // Kept: lower-case letters are refused.
-  for (const char* pc = pcChaine; *pc != '\0'; ++pc) {
+  for (const char* pc = pcChaine; pc != nullptr && *pc != '\0'; ++pc) {
     if (!est_majuscule(*pc) && !est_blanc(*pc)) {
       bResultat = 0;
       break;
@@ -211,7 +215,8 @@ extern "C" MC_API int32_t MC_bReduireChaine(char* pcChaine, uint32_t ulLongueur,
   MC_TRACE(mc::kModule, mc::kTrcOutils, MC_TRACE_ENTREE, "MC_bReduireChaine");
   int32_t bResultat = 0;
   uint32_t ulSignificative = 0;
-  if (controler_type(pcChaine, ulLongueur, cType, &ulSignificative)) {
+  // Deviation: a null string fails its check instead of being read and written through.
+  if (pcChaine != nullptr && controler_type(pcChaine, ulLongueur, cType, &ulSignificative)) {
     if (cType == mc::kTypeNumerique) {
       // Only this reduction drops leading zeros; one digit always stays.
       uint32_t ulZeros = 0;
@@ -234,6 +239,14 @@ extern "C" MC_API int32_t MC_bReduireChaine(char* pcChaine, uint32_t ulLongueur,
 extern "C" MC_API int32_t MC_bConvertirEtenduEnAlpha(const char* pcTexte, char** ppcResultat,
                                                      uint32_t* pulLongueur, int32_t bConserver) {
   MC_TRACE(mc::kModule, mc::kTrcOutils, MC_TRACE_ENTREE, "MC_bConvertirEtenduEnAlpha");
+  // Deviation: a null text converts to nothing and fails (the first form read through it).
+  if (pcTexte == nullptr) {
+    if (ppcResultat != nullptr) {
+      *ppcResultat = nullptr;
+    }
+    MC_TRACE(mc::kModule, mc::kTrcOutils, MC_TRACE_SORTIE, "MC_bConvertirEtenduEnAlpha");
+    return 0;
+  }
   const auto usLongueur = static_cast<uint16_t>(strlen(pcTexte));
   // Positions 0 to L are read, the text's terminating zero included, and a zero follows what
   // is written: L + 2 bytes, also for the empty text.

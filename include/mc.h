@@ -36,36 +36,54 @@
 extern "C" {
 #endif
 
-/* Result codes. */
+/* Result codes: 0 is success. The format control adds the failing group's ordinal g to
+ * MC_ERR_GROUPE_INCONNU and MC_ERR_NOMBRE_CHAMPS, and the failing field's rank r to
+ * MC_ERR_FORMAT_CHAMP, in 16 bits. The RE_ codes come from the signature check. */
+/* ---- result codes: generated from mc_codes.def by cmake/mc_codes.cmake; edit the list, not this block ---- */
 #define MC_CR_OK                 0x0000u /* success */
-#define MC_CR_UN                 0x0001u /* bare failure value of a few operations */
-#define MC_ERR_FICHIER           0xF610u /* file cannot be opened, positioned, read, written, closed */
+#define MC_CR_UN                 0x0001u /* bare failure value: CRC position 4 not reached, signing failed, dictionary table not loaded */
+#define RE_CONTENT_ENCODING      0x0400u /* signature check: content encoding */
+#define RE_DATA                  0x0401u /* signature check: missing message bytes */
+#define RE_DIGEST_ALGORITHM      0x0402u /* signature check: digest algorithm */
+#define RE_ENCODING              0x0403u /* signature check: encoding */
+#define RE_KEY                   0x0404u /* signature check: key */
+#define RE_KEY_ENCODING          0x0405u /* signature check: key encoding */
+#define RE_LEN                   0x0406u /* signature check: signature length is not the modulus length */
+#define RE_MODULUS_LEN           0x0407u /* signature check: modulus length */
+#define RE_NEED_RANDOM           0x0408u /* signature check: random source needed */
+#define RE_PRIVATE_KEY           0x0409u /* private key fields do not make an RSA key */
+#define RE_PUBLIC_KEY            0x040au /* modulus or exponent do not make an RSA key */
+#define RE_SIGNATURE             0x040bu /* signature does not match the message */
+#define RE_SIGNATURE_ENCODING    0x040cu /* signature check: signature encoding */
+#define RE_ENCRYPTION_ALGORITHM  0x040du /* signature check: encryption algorithm */
+#define MC_ERR_FICHIER           0xF610u /* file cannot be opened, positioned, read, written or closed */
 #define MC_ERR_VERSION           0xF620u /* library and dictionary table file versions differ */
 #define MC_ERR_CONTROLE          0xF630u /* CRC16 or signature of a file does not match */
-#define MC_ERR_FIN_FICHIER       0xF640u /* read past the end of a table file; foreign table */
-#define MC_ERR_NOM_FICHIER       0xF660u /* file name in a table file header differs */
+#define MC_ERR_FIN_FICHIER       0xF640u /* read past the end of a table file, or a foreign table */
+#define MC_ERR_NOM_FICHIER       0xF660u /* file name in a table file header differs from the name opened */
 #define MC_ERR_REP_TABLES        0xF680u /* table directory absent from the configuration */
 #define MC_ERR_REP_TRAVAIL       0xF6F1u /* working directory absent from the configuration */
 #define MC_ERR_FICHIER_VERSION   0xF6F2u /* component version file cannot be named or created */
-#define MC_ERR_POINTEUR          0xF800u /* pointer to the binary file number missing */
-#define MC_ERR_MEMOIRE           0xF801u /* allocation failed, no free number, resize too small */
+#define MC_ERR_POINTEUR          0xF800u /* pointer to the binary file number or header missing */
+#define MC_ERR_MEMOIRE           0xF801u /* allocation failed, no free number, resize too small, null destination */
 #define MC_ERR_ARGUMENT          0xF802u /* bad argument */
 #define MC_ERR_DEPASSEMENT       0xF804u /* access or edit beyond a zone's allocated size */
-#define MC_ERR_FIN               0xF805u /* end reached, identifier absent, not found */
+#define MC_ERR_FIN               0xF805u /* end reached, identifier absent, table or group not found */
 #define MC_ERR_OCCURRENCE        0xF806u /* group present with fewer occurrences than asked */
 #define MC_ERR_NUMERO            0xF807u /* zone or binary file number invalid or unused */
 #define MC_ERR_SLOTS             0xF80Au /* all 100 file slots taken */
 #define MC_ERR_SYNTAXE           0xF810u /* malformed zone data */
-#define MC_ERR_TYPE              0xF811u /* zone of the wrong kind; file not in the right mode */
+#define MC_ERR_TYPE              0xF811u /* zone of the wrong kind, or file not in the right mode */
 #define MC_ERR_TRACE_NUMERO      0xD000u /* module 1 registered with a trace number outside 1..8 */
 #define MC_ERR_TRACE_OUVERTURE   0xD201u /* trace file cannot be opened */
 #define MC_ERR_TRACE_PLEINE      0xD202u /* trace registration table full */
 #define MC_ERR_CONFIG            0xFFFBu /* configuration buffer not allocated */
-#define MC_ERR_CHAMP_POSITION    0xFFFEu /* position or piece outside the current field */
-#define MC_ERR_SYSTEME           0xFFFFu /* seek back failed; closing the trace file failed */
-#define MC_ERR_GROUPE_INCONNU    0xA000u /* + g: the g-th group is unknown to the dictionary */
-#define MC_ERR_NOMBRE_CHAMPS     0xA800u /* + g: the g-th group has another number of fields */
-#define MC_ERR_FORMAT_CHAMP      0x9000u /* + r: the field of rank r fails its check */
+#define MC_ERR_CHAMP_POSITION    0xFFFEu /* position or piece outside the current field, or growth not allowed */
+#define MC_ERR_SYSTEME           0xFFFFu /* seek back failed, or closing the trace file failed */
+#define MC_ERR_GROUPE_INCONNU    0xA000u /* + g: the g-th group of the zone is unknown to the dictionary */
+#define MC_ERR_NOMBRE_CHAMPS     0xA800u /* + g: the g-th group has another number of fields than the dictionary says */
+#define MC_ERR_FORMAT_CHAMP      0x9000u /* + r: the field of rank r fails its type, length, presence or value check */
+/* ---- end of result codes ---- */
 
 /* ==== runtime ==== */
 
@@ -76,6 +94,18 @@ extern "C" {
 #define MC_TRACE_SORTIE     3u /* function exit: closes the brace */
 #define MC_TRACE_DETAIL     4u /* a detail line */
 #define MC_TRACE_ERREUR     5u /* an error line, "ERREUR : " and the message */
+
+/* The library's module number and its trace areas (trace numbers, usTrace): register the areas
+ * wanted with MC_usActiverTrace (MC_MODULE_MC, area, level). Numbers 1 to 8 are accepted. */
+#define MC_MODULE_MC               1u /* the library's own module number */
+#define MC_TRC_SYNTAXE             1u /* syntax control of a zone */
+#define MC_TRC_FORMAT              2u /* format control of a zone against the dictionary */
+#define MC_TRC_ZONES               3u /* memory zones: table, cursor, search, editing, lengths */
+#define MC_TRC_VERSIONS            4u /* working directory and component version files */
+#define MC_TRC_INIT                5u /* start-up and shut-down, INI wrappers, memory accounting */
+#define MC_TRC_CONTROLES           6u /* date and string checks */
+#define MC_TRC_TABLES              7u /* dictionary tables, binary table files, signatures */
+#define MC_TRC_LIBRE               8u /* accepted but written by no function of the library */
 
 /* Opens the trace file (modes "w", "wb", "a", "ab") if none is open and registers the pair
  * (module, trace) at level 1 or 2; level 0 closes the file and forgets every pair.
@@ -423,21 +453,8 @@ MC_API uint16_t MC_usEcrireChampUnicodeFixe(uint16_t usNumFichierBinaire, const 
 #define MAX_RSA_PRIME_LEN    64
 #define DA_MD5 5
 
-/* RSAREF's error codes, returned by MC_usVerifierSignatureMessage and MC_usVerifierSignatureFichier. */
-#define RE_CONTENT_ENCODING    0x0400u
-#define RE_DATA                0x0401u /* missing message bytes */
-#define RE_DIGEST_ALGORITHM    0x0402u
-#define RE_ENCODING            0x0403u
-#define RE_KEY                 0x0404u
-#define RE_KEY_ENCODING        0x0405u
-#define RE_LEN                 0x0406u /* signature length not the modulus length */
-#define RE_MODULUS_LEN         0x0407u
-#define RE_NEED_RANDOM         0x0408u
-#define RE_PRIVATE_KEY         0x0409u /* private key fields that do not make an RSA key */
-#define RE_PUBLIC_KEY          0x040au /* modulus or exponent that do not make an RSA key */
-#define RE_SIGNATURE           0x040bu /* signature does not match the message */
-#define RE_SIGNATURE_ENCODING  0x040cu
-#define RE_ENCRYPTION_ALGORITHM 0x040du
+/* RSAREF's error codes (RE_*), returned by MC_usVerifierSignatureMessage and
+ * MC_usVerifierSignatureFichier, are listed with the result codes above. */
 
 /* Big-endian numbers, right-aligned in their arrays. 260 bytes. */
 typedef struct {

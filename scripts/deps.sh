@@ -3,9 +3,9 @@
 # Usage: scripts/deps.sh [test]   ("test" adds what the test suite and benchmarks need)
 set -euo pipefail
 
-packages=(cmake ninja-build g++ pkg-config binutils libssl-dev nettle-dev libgmp-dev)
+packages=(cmake ninja-build g++ pkg-config binutils libssl-dev libcli11-dev nlohmann-json3-dev)
 if [[ "${1:-}" == "test" ]]; then
-  packages+=(libgtest-dev libbenchmark-dev openssl zlib1g-dev gcc-multilib g++-multilib)
+  packages+=(nettle-dev libgmp-dev libgtest-dev libbenchmark-dev openssl zlib1g-dev gcc-multilib g++-multilib)
 fi
 
 missing=()

@@ -93,6 +93,22 @@ TEST_F(ChaineTest, CompareIgnoresCaseAndRefusesNull) {
   EXPECT_EQ(0, MC_bCompareChaine(nullptr, nullptr));
 }
 
+// Deviation: every string check answers 0 for a null text and writes nothing.
+TEST_F(ChaineTest, NullTextFailsEveryStringCheck) {
+  uint32_t length = 7;
+  char* out = reinterpret_cast<char*>(&length);
+  EXPECT_EQ(0, MC_bEstNumerique(nullptr));
+  EXPECT_EQ(0, MC_bEstAlphaNumerique(nullptr));
+  EXPECT_EQ(0, MC_bEstAlphabetique(nullptr));
+  EXPECT_EQ(0, MC_bReduireChaine(nullptr, 3, 'N', &length));
+  EXPECT_EQ(0, MC_bReduireChaineCtrl(nullptr, &out, 3, 'N', &length));
+  EXPECT_EQ(nullptr, out);
+  out = reinterpret_cast<char*>(&length);
+  EXPECT_EQ(0, MC_bConvertirEtenduEnAlpha(nullptr, &out, &length, 0));
+  EXPECT_EQ(nullptr, out);
+  EXPECT_EQ(7u, length);
+}
+
 constexpr uint32_t kUntouched = 0xDEADBEEF;
 
 struct TypeCase {
