@@ -57,8 +57,10 @@ bool date_chaine_valide(std::string_view s) {
 
 // A copy of exactly n bytes on the heap, so that a read past them is a read past the block.
 struct Copie {
-  explicit Copie(std::string_view s, bool zero) : octets(s.size() + (zero ? 1 : 0)) {
-    std::memcpy(octets.data(), s.data(), s.size());
+  explicit Copie(std::string_view s, bool zero) : octets(s.size() + (zero || s.empty() ? 1 : 0)) {
+    if (!s.empty()) {
+      std::memcpy(octets.data(), s.data(), s.size());
+    }
   }
   std::vector<char> octets;
   char* get() { return octets.data(); }

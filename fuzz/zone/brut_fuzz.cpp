@@ -28,7 +28,9 @@ unsigned char* bloc(std::string_view octets, uint32_t taille) {
   auto* p = static_cast<unsigned char*>(MC_Allouer(taille));
   check(p != nullptr);
   std::memset(p, 0, taille);
-  std::memcpy(p, octets.data(), octets.size() < taille ? octets.size() : taille);
+  if (!octets.empty()) {
+    std::memcpy(p, octets.data(), octets.size() < taille ? octets.size() : taille);
+  }
   return p;
 }
 
@@ -148,7 +150,7 @@ void lire(const Modele& z, mc::fuzz::Input& in) {
 }
 
 // The cursor's operations: a walk bounded by the data, and additions at the cursor.
-void parcourir(const Modele& z, mc::fuzz::Input& in) {
+void parcourir(Modele& z, mc::fuzz::Input& in) {
   uint32_t fin = 0;
   const uint16_t crSyntaxe = MC_usControlerSyntaxeZoneMemoire(z.numero);
   const uint16_t crDebut = MC_usPositionnerDebut(z.numero);
@@ -167,6 +169,11 @@ void parcourir(const Modele& z, mc::fuzz::Input& in) {
   MC_usAjouterGroupe(z.numero, in.u16());
   MC_usAjouterChamp(z.numero, octets.empty() ? nullptr : octets.data(),
                     static_cast<uint32_t>(octets.size()));
+  unsigned char* buffer = nullptr;
+  uint32_t donnees = 0;
+  check(MC_pucLireBuffer(z.numero, &donnees, &buffer) == MC_CR_OK && donnees >= z.donnees &&
+        donnees <= z.octets.size());
+  z.donnees = donnees;  // the additions that fitted
 }
 
 // The length coding: coded, measured and decoded back.
