@@ -14,6 +14,10 @@ if [ ! -f "$build/CMakeCache.txt" ]; then
 fi
 nice cmake --build "$build" || exit 1
 
+# Each target works in a scratch directory of its own; one that crashes leaves it here.
+mkdir -p "$build/tmp"
+TMPDIR="$PWD/$build/tmp"
+export TMPDIR
 summary=""
 while read -r name binary corpus; do
   [ -n "$name" ] || continue
