@@ -20,7 +20,8 @@ namespace {
 using mc::fuzz::check;
 
 // The queries, on a dictionary whose ranges hold together: the file's producer keeps the group
-// and field ranges inside their tables, and the library relies on it.
+// and field ranges inside their tables, and the library relies on it. A table may be missing
+// (a name given twice takes the place of another) and then counts 0.
 void interroger() {
   for (uint32_t g = 0; g < g_ulNbTabGrp; ++g) {
     const MC_GroupeDictionnaire& groupe = g_stTabGrp[g];
@@ -87,7 +88,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (usCr == MC_CR_OK) {
     check(pcVersionMC != nullptr && std::strcmp(pcVersionMC, "0100") == 0);
     check(pcVersionFichier != nullptr && std::strlen(pcVersionFichier) <= 4);
-    check(g_stTabGrp != nullptr && g_stTabChp != nullptr && g_cTabVal != nullptr);
     interroger();
   } else {
     // A failed start-up hands nothing out.
