@@ -69,11 +69,15 @@ function(mc_add_bench name)
 endfunction()
 
 # mc_add_fuzzer(name SOURCES ... CORPUS dir): with MC_BUILD_FUZZERS a libFuzzer binary; otherwise
-# the same entry point linked with a replay main that ctest runs over the corpus files.
+# the same entry point linked with a replay main that ctest runs over the corpus files. Every
+# target gets the shared set-up of fuzz/support, whose scratch directory per process is also its
+# configuration directory.
 function(mc_add_fuzzer name)
   cmake_parse_arguments(ARG "" "CORPUS" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${ARG_SOURCES} "${MC_LSAN_SOURCE}")
-  target_link_libraries(${name} PRIVATE mc_core_test ${ARG_LIBRARIES})
+  target_link_libraries(${name} PRIVATE mc_fuzz_support mc_core ${ARG_LIBRARIES})
+  # scripts/fuzz.sh runs every target over a copy of its corpus: fuzz/targets.txt lists them.
+  set_property(GLOBAL APPEND PROPERTY MC_FUZZERS "${name} $<TARGET_FILE:${name}> ${ARG_CORPUS}")
   if(MC_BUILD_FUZZERS)
     target_compile_options(${name} PRIVATE -fsanitize=fuzzer)
     target_link_options(${name} PRIVATE -fsanitize=fuzzer)
@@ -81,6 +85,7 @@ function(mc_add_fuzzer name)
     target_sources(${name} PRIVATE "${PROJECT_SOURCE_DIR}/fuzz/replay_main.cpp")
     if(BUILD_TESTING AND ARG_CORPUS)
       add_test(NAME ${name}.replay COMMAND ${name} "${ARG_CORPUS}")
+      set_tests_properties(${name}.replay PROPERTIES TIMEOUT 120)
     endif()
   endif()
 endfunction()

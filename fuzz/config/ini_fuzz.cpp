@@ -2,9 +2,6 @@
 //
 // Input: one byte choosing the buffer size, then the section, a zero byte, the key, a zero
 // byte, and the file's content. Without two zero bytes the whole input is the content.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -14,53 +11,19 @@
 #include <vector>
 
 #include "config/sys_util.h"
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
+#include "fuzz/support/mcfuzz.h"
 
 namespace {
+
+using mc::fuzz::check;
 
 constexpr char kDefaut[] = "\x01" "defaut\x02";
 constexpr size_t kGarde = 16;
 
-// The file the reader works on: one per process, under /tmp, removed at exit.
+// The file the reader works on, in the process's scratch directory.
 const char* fichier() {
-  static std::string nom = [] {
-    char modele[] = "/tmp/mc_fuzz_ini_XXXXXX";
-    const int fd = mkstemp(modele);
-    if (fd < 0) {
-      std::abort();
-    }
-    close(fd);
-    return std::string(modele);
-  }();
-  static const bool enregistre = [] {
-    std::atexit([] { std::remove(nom.c_str()); });
-    return true;
-  }();
-  (void)enregistre;
+  static const std::string nom = mc::fuzz::in_scratch("lu.ini");
   return nom.c_str();
-}
-
-void ecrire(std::string_view contenu) {
-  const int fd = open(fichier(), O_WRONLY | O_TRUNC | O_CLOEXEC);
-  if (fd < 0) {
-    std::abort();
-  }
-  size_t ecrit = 0;
-  while (ecrit < contenu.size()) {
-    const ssize_t n = write(fd, contenu.data() + ecrit, contenu.size() - ecrit);
-    if (n <= 0) {
-      std::abort();
-    }
-    ecrit += static_cast<size_t>(n);
-  }
-  close(fd);
-}
-
-void verifier(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
 }
 
 void lire_chaine(std::string_view contenu, const std::string& section, const std::string& cle,
@@ -70,14 +33,14 @@ void lire_chaine(std::string_view contenu, const std::string& section, const std
   const int32_t n =
       GetIniString(section.c_str(), cle.c_str(), kDefaut, tampon.data(), taille, fichier());
   for (size_t i = octets; i < tampon.size(); ++i) {
-    verifier(tampon[i] == '\x5a');
+    check(tampon[i] == '\x5a');
   }
-  verifier(n >= 0 && static_cast<size_t>(n) == std::strlen(tampon.data()));
-  verifier(static_cast<size_t>(n) < octets);
+  check(n >= 0 && static_cast<size_t>(n) == std::strlen(tampon.data()));
+  check(static_cast<size_t>(n) < octets);
   const std::string_view resultat(tampon.data(), static_cast<size_t>(n));
   const std::string_view defaut(kDefaut);
   if (resultat != defaut.substr(0, resultat.size())) {
-    verifier(contenu.find(resultat) != std::string_view::npos);
+    check(contenu.find(resultat) != std::string_view::npos);
   }
 }
 
@@ -89,9 +52,9 @@ void lire_lignes(std::string_view contenu) {
   mc::Ligne ligne;
   size_t position = 0;
   while (mc::read_line(f, ligne) == 1) {
-    verifier(contenu.substr(position, ligne.size()) == std::string_view(ligne.data(), ligne.size()));
+    check(contenu.substr(position, ligne.size()) == std::string_view(ligne.data(), ligne.size()));
     position += ligne.size();
-    verifier(position < contenu.size() && contenu[position] == '\n');
+    check(position < contenu.size() && contenu[position] == '\n');
     ++position;
   }
   std::fclose(f);
@@ -115,7 +78,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     cle.assign(reste.substr(fin_section + 1, fin_cle - fin_section - 1));
     reste.remove_prefix(fin_cle + 1);
   }
-  ecrire(reste);
+  mc::fuzz::write_file(fichier(), reste);
   lire_chaine(reste, section, cle, taille);
   lire_chaine(reste, section, cle, 4096);
   (void)GetIniInt(section.c_str(), cle.c_str(), -1, fichier());

@@ -1,47 +1,22 @@
 // lecture_fuzz.cpp -- any bytes as a table file named f.tbx: opened with the control type of
 // the input's first byte, then searched and read with every typed reader.
-#include <unistd.h>
-
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 
+#include "fuzz/support/mcfuzz.h"
 #include "mc.h"
 #include "tablefile/mcfichie.h"
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
-
-namespace {
-std::string g_repertoire;
-std::string g_chemin;
-void nettoyer() {
-  remove(g_chemin.c_str());
-  rmdir(g_repertoire.c_str());
-}
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) {
     return 0;
   }
-  if (g_repertoire.empty()) {
-    char modele[] = "/tmp/mc_fuzz_tablefile.XXXXXX";
-    if (mkdtemp(modele) == nullptr) {
-      return 0;
-    }
-    g_repertoire = modele;
-    g_chemin = g_repertoire + "/f.tbx";
-    atexit(nettoyer);
-  }
-  const std::string& repertoire = g_repertoire;
-  const std::string& chemin = g_chemin;
-  FILE* f = fopen(chemin.c_str(), "wb");
-  if (f == nullptr) {
-    return 0;
-  }
-  fwrite(data + 1, 1, size - 1, f);
-  fclose(f);
+  static const std::string repertoire = mc::fuzz::scratch();
+  static const std::string chemin = mc::fuzz::in_scratch("f.tbx");
+  mc::fuzz::write_file(chemin, std::string_view(reinterpret_cast<const char*>(data + 1), size - 1));
 
   const uint16_t usType = data[0] % 3;
   uint16_t num = 0;
