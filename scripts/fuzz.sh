@@ -1,11 +1,13 @@
 #!/bin/sh
-# fuzz.sh [seconds] -- builds the libFuzzer tree (build-fuzz, clang, ASan + UBSan) and runs every
+# fuzz.sh [seconds [target ...]] -- builds the libFuzzer tree (build-fuzz, clang, ASan + UBSan) and runs every
 # fuzz target for the given time (default 600 s) over a copy of its seed corpus, one after the
-# other, then prints one line per target: executions, coverage and whether it found anything.
+# other (or only the targets named), then prints one line per target: executions, coverage and whether it found anything.
 # Findings stay in build-fuzz/findings/<target>/ (crash-*, leak-*, oom-*, timeout-*).
 set -u
 cd "$(dirname "$0")/.."
 seconds=${1:-600}
+[ $# -gt 0 ] && shift
+only=" $* "
 build=build-fuzz
 
 if [ ! -f "$build/CMakeCache.txt" ]; then
@@ -21,6 +23,7 @@ export TMPDIR
 summary=""
 while read -r name binary corpus; do
   [ -n "$name" ] || continue
+  [ "$only" = "  " ] || case "$only" in *" $name "*) ;; *) continue ;; esac
   work="$build/corpora/$name"
   findings="$build/findings/$name"
   log="$build/logs/$name.log"
