@@ -99,6 +99,7 @@ extern "C" MC_API uint16_t MC_usIAInitialisation(char** ppcVersionMC, char** ppc
   EnteteTable* psEnteteTable = nullptr;
   EnteteFichierBinaire* psEnteteFichier = nullptr;
   uint16_t usNumFichierBinaire = 0;
+  bool bFichierOuvert = false;
   // The start-up's own buffers are given back on every way out: nothing depends on keeping them.
   auto liberer_tampons = [&] {
     MC_Liberer(pcRepTravail);
@@ -157,6 +158,7 @@ extern "C" MC_API uint16_t MC_usIAInitialisation(char** ppcVersionMC, char** ppc
     } else {
       usResultat = MC_usInitialiserFichierBinaire(pcRepTables, kFichierTables, kControleCrc,
                                                   &usNumFichierBinaire, psEnteteFichier);
+      bFichierOuvert = usResultat == MC_CR_OK;
     }
     MC_TRACE(kModule, kTrcInit, MC_TRACE_DETAIL,
              "MC_usInitialiserFichierBinaire:initialisation des tables externes / usResultat=0x%04x",
@@ -180,6 +182,10 @@ extern "C" MC_API uint16_t MC_usIAInitialisation(char** ppcVersionMC, char** ppc
       if (usResultat != MC_CR_OK) {
         // Kept: a version mismatch leaves at once, the file open in its slot, the dictionary
         // untouched and no exit line.
+        if (usResultat == MC_ERR_MEMOIRE) {
+          // Deviation: a start-up short of memory does not leave the file's slot taken.
+          mc::usLibererFichier(usNumFichierBinaire);
+        }
         liberer_tampons();
         return usResultat;
       }
@@ -218,6 +224,11 @@ extern "C" MC_API uint16_t MC_usIAInitialisation(char** ppcVersionMC, char** ppc
     MC_TRACE(kModule, kTrcInit, MC_TRACE_ERREUR,
              "erreur de chargement des tables : suppression des tables deja chargees");
     usGTSupprTables();
+    if (bFichierOuvert) {
+      // Deviation: the slot is released (without trace lines), so that a start-up run again
+      // after a failed load does not leave one more slot taken.
+      mc::usLibererFichier(usNumFichierBinaire);
+    }
   }
 
   if (usResultat == MC_CR_OK) {
@@ -255,6 +266,9 @@ extern "C" MC_API uint16_t MC_usIAInitialisation(char** ppcVersionMC, char** ppc
       MC_Liberer(pcSortieMC);
       MC_Liberer(pcSortieFichier);
       usResultat = MC_ERR_MEMOIRE;
+      // Deviation: a start-up short of memory leaves neither the dictionary nor the slot.
+      usGTSupprTables();
+      mc::usLibererFichier(usNumFichierBinaire);
     } else {
       if (ppcVersionMC != nullptr) {
         *ppcVersionMC = pcSortieMC;

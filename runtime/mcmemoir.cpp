@@ -22,6 +22,7 @@ uint32_t ulMaxAlloue = 0;
 int64_t s_avantEchec = -1;  // allocations left before a forced failure; -1: none pending
 uint32_t s_nbAllocations = 0;
 uint32_t s_nbLiberations = 0;
+uint32_t s_nbRefus = 0;
 
 constexpr size_t kTailleNomComplet = 1024;  // room for "directory/name" and its zero
 
@@ -29,6 +30,7 @@ constexpr size_t kTailleNomComplet = 1024;  // room for "directory/name" and its
 
 uint32_t memoire_allouee() { return ulMemAllouee; }
 uint32_t memoire_max() { return ulMaxAlloue; }
+uint32_t allocations_refusees() { return s_nbRefus; }
 
 namespace testing {
 void reset_memoire() {
@@ -56,7 +58,11 @@ uint32_t nombre_liberations() { return s_nbLiberations; }
 }  // namespace testing
 
 void* allouer_non_compte(size_t taille) {
-  return testing::compter_allocation() ? malloc(taille) : nullptr;
+  void* pvBloc = testing::compter_allocation() ? malloc(taille) : nullptr;
+  if (pvBloc == nullptr) {
+    ++s_nbRefus;
+  }
+  return pvBloc;
 }
 
 }  // namespace mc
@@ -66,6 +72,7 @@ extern "C" MC_API void* MC_Allouer(uint32_t ulTaille) {
   MC_TRACE(mc::kModule, mc::kTrcInit, MC_TRACE_ENTREE, "Allocation de %u (%u) a l'adresse %p",
            static_cast<unsigned>(ulTaille), static_cast<unsigned>(ulTaille), pvBloc);
   if (pvBloc == nullptr) {
+    ++mc::s_nbRefus;
     MC_TRACE(mc::kModule, mc::kTrcInit, MC_TRACE_ERREUR, "MC_Allouer memoire insuffisante");
   }
   // Kept: a refused request is counted too; the count is a total of requests.
