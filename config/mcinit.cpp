@@ -7,6 +7,7 @@
 
 #include "config/mcnorba.h"
 #include "dictionary/mctab.h"
+#include "runtime/mcmemoir.h"
 #include "runtime/mctrace.h"
 #include "tablefile/mcfichie.h"
 
@@ -59,8 +60,14 @@ char* copier(const char* pcTexte, uint32_t ulTaille) {
 // as 16 bits.
 uint16_t lire_repertoire(char* pcTampon, const char* pcCle, char** ppcRepertoire, bool* pbMemoire) {
   pcTampon[0] = '\0';
+  const uint32_t ulRefus = mc::allocations_refusees();
   const auto usLongueur = static_cast<uint16_t>(
       MC_ulLireChaineNorba(kSection, pcCle, pcTampon, mc::kTailleLectureRepertoire));
+  if (usLongueur == 0 && mc::allocations_refusees() != ulRefus) {
+    // Deviation: a key the configuration reader lost for want of memory is a memory error,
+    // not an absent directory.
+    *pbMemoire = true;
+  }
   if (usLongueur != 0) {
     *ppcRepertoire = copier(pcTampon, static_cast<uint32_t>(usLongueur) + 1u);
     if (*ppcRepertoire == nullptr) {
@@ -142,7 +149,7 @@ extern "C" MC_API uint16_t MC_usIAInitialisation(char** ppcVersionMC, char** ppc
       MC_TRACE(kModule, kTrcInit, MC_TRACE_DETAIL,
                "recuperation du repertoire des tables externes OK");
     }
-    if (bMemoire && usResultat == MC_CR_OK) {
+    if (bMemoire) {
       usResultat = MC_ERR_MEMOIRE;
     }
     MC_Liberer(pcTampon);
