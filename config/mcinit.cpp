@@ -64,12 +64,12 @@ uint16_t lire_repertoire(char* pcTampon, const char* pcCle, char** ppcRepertoire
   const auto usLongueur = static_cast<uint16_t>(
       MC_ulLireChaineNorba(kSection, pcCle, pcTampon, mc::kTailleLectureRepertoire));
   if (usLongueur == 0 && mc::allocations_refusees() != ulRefus) {
-    // Deviation: a key the configuration reader lost for want of memory is a memory error,
-    // not an absent directory.
+    // Deviation: a key lost for want of memory is 0xF801, not an absent directory.
     *pbMemoire = true;
   }
   if (usLongueur != 0) {
     *ppcRepertoire = copier(pcTampon, static_cast<uint32_t>(usLongueur) + 1u);
+    // Deviation: a directory copy the heap refused is 0xF801.
     if (*ppcRepertoire == nullptr) {
       *pbMemoire = true;
     }
@@ -161,6 +161,7 @@ extern "C" MC_API uint16_t MC_usIAInitialisation(char** ppcVersionMC, char** ppc
     psEnteteFichier = static_cast<EnteteFichierBinaire*>(
         MC_Allouer(std::max<uint32_t>(kTailleEnteteFichier, sizeof(EnteteFichierBinaire))));
     if (psEnteteTable == nullptr || psEnteteFichier == nullptr) {
+      // Deviation: a header buffer the heap refused is 0xF801.
       usResultat = MC_ERR_MEMOIRE;
     } else {
       usResultat = MC_usInitialiserFichierBinaire(pcRepTables, kFichierTables, kControleCrc,
@@ -201,6 +202,7 @@ extern "C" MC_API uint16_t MC_usIAInitialisation(char** ppcVersionMC, char** ppc
 
   auto* pcNomTable = static_cast<char*>(MC_Allouer(kTailleNomTable));
   if (pcNomTable == nullptr && usResultat == MC_CR_OK) {
+    // Deviation: a name buffer the heap refused is 0xF801 (the load fails and is undone).
     usResultat = MC_ERR_MEMOIRE;
   }
   // Exactly three table headers are read: the file starts with the three dictionary tables.
@@ -232,8 +234,7 @@ extern "C" MC_API uint16_t MC_usIAInitialisation(char** ppcVersionMC, char** ppc
              "erreur de chargement des tables : suppression des tables deja chargees");
     usGTSupprTables();
     if (bFichierOuvert) {
-      // Deviation: the slot is released (without trace lines), so that a start-up run again
-      // after a failed load does not leave one more slot taken.
+      // Deviation: a failed load gives the slot back (without trace lines) for the retry.
       mc::usLibererFichier(usNumFichierBinaire);
     }
   }

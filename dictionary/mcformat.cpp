@@ -203,8 +203,7 @@ extern "C" MC_API uint16_t MC_usControlerFormatZoneMemoire(uint16_t usZone) {
                "Controle du champ suivant son type : bRetour= 0x%04x (1/OK)",
                static_cast<unsigned>(bRetour));
       if (bRetour != 1) {
-        // Deviation: a check that failed because the heap refused its copy gives 0xF801, not
-        // the field's error.
+        // Deviation: a check that failed for want of memory is 0xF801, not the field's error.
         return sortir_en_erreur(faute_de_memoire(ulRefus) ? MC_ERR_MEMOIRE : usCodeChamp);
       }
       if (++usNbLus > usNbChamps) {
@@ -224,8 +223,7 @@ extern "C" MC_API uint16_t MC_usControlerFormatZoneMemoire(uint16_t usZone) {
         const uint16_t usErreur =
             valeur_autorisee(usCodeGroupe, usNumChamp, sInfo, pucValeur, ulLongueur, &bAutorisee);
         if (usErreur == MC_ERR_MEMOIRE) {
-          // Deviation: an allowed value or a reduced copy the heap refused gives 0xF801, not
-          // the unknown group's code.
+          // Deviation: a value or copy the heap refused is 0xF801, not the unknown group's code.
           return sortir_en_erreur(MC_ERR_MEMOIRE);
         }
         if (usErreur != MC_CR_OK) {

@@ -101,8 +101,8 @@ T* allouer_table(uint32_t ulPlace) {
 // Puts a newly loaded array in place of the table's pointer.
 template <typename T>
 void remplacer_table(T*& pTable, T* pNouvelle) {
-  // Deviation: an array already loaded is given back (straight to the heap, without a trace
-  // line) instead of being lost; its value strings stay, as on every freeing.
+  // Deviation: an array loaded before is given back, straight to the heap (no trace line).
+  // Its value strings stay, as on every freeing.
   free(static_cast<void*>(pTable));
   pTable = pNouvelle;
 }
@@ -140,8 +140,8 @@ uint16_t charger_lignes(uint16_t usNum, T* pTable, uint32_t ulNbLignes, uint64_t
   // Kept: a 16-bit row index, as the table format's producer always had.
   for (uint16_t usLigne = 0; usLigne < ulNbLignes && usResultat == MC_CR_OK; ++usLigne) {
     if (ullLues++ == ullPossibles) {
-      // Deviation: a file that yields more rows than its length allowed at the start of the
-      // table (it grew, or it is not a regular file) ends the load with the end-of-file code.
+      // Deviation: a stream yielding more rows than its length allowed gives 0xF640.
+      // (It grew, or it is not a regular file.)
       usResultat = MC_ERR_FIN_FICHIER;
       break;
     }
@@ -179,9 +179,9 @@ uint16_t charger_table(const TableChargee& sTable, uint16_t usNum, uint32_t ulNb
                        T*& pTable, uint32_t& ulNbTable, uint32_t& ulPlace, Lecteur lire) {
   MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "%s", sTable.pcTrace);
   uint16_t usResultat = MC_CR_OK;
-  // Deviation: the array is sized by the rows the rest of the file can hold, not by the count
-  // alone, and in 64 bits: a crafted count neither wraps the size nor asks for more memory
-  // than the file could fill. The count itself is kept, and the load fails where the file ends.
+  // Deviation: the array holds no more rows than the rest of the file can, sized in 64 bits.
+  // A crafted count neither wraps the size nor asks for more memory than the file could fill;
+  // the count itself is kept, and the load fails where the file ends.
   const uint64_t ullPossibles = lignes_possibles(usNum, sTable.ulOctetsLigne);
   const uint32_t ulNouvellePlace = place_table(ulNbLignes, ullPossibles);
   T* pNouvelle = allouer_table<T>(ulNouvellePlace);
@@ -286,6 +286,7 @@ extern "C" MC_API uint16_t MC_usDonnerListeGroupes(uint16_t** ppusGroupes, uint1
     MC_Liberer(pusGroupes);
     usResultat = MC_ERR_MEMOIRE;
   } else if (pusGroupes == nullptr) {
+    // Deviation: a refused list is 0xF801 (the first form wrote through the null pointer).
     usResultat = MC_ERR_MEMOIRE;
   } else {
     if (pusNbGroupes != nullptr) {
@@ -327,6 +328,7 @@ extern "C" MC_API uint16_t MC_usDonnerInformationChamp(uint16_t usCodeGroupe,
              "MC_usDonnerInformationChamp  =ERREUR ALLOCATION MEMOIRE");
     usResultat = MC_ERR_MEMOIRE;
   } else if (psInfos == nullptr) {
+    // Deviation: refused records are 0xF801 (the first form wrote through the null pointer).
     usResultat = MC_ERR_MEMOIRE;
   } else {
     for (uint16_t us = 0; us < sGroupe.usNbChamps && usResultat == MC_CR_OK; ++us) {
@@ -399,6 +401,7 @@ extern "C" MC_API uint16_t MC_usDonnerChampValeur(uint16_t usCodeGroupe, uint8_t
       const size_t stLongueur = strlen(pcValeur);
       auto* pcCopie = static_cast<char*>(MC_Allouer(static_cast<uint32_t>(stLongueur + 1)));
       if (pcCopie == nullptr) {
+        // Deviation: a refused copy is 0xF801 (the first form wrote through the null pointer).
         usResultat = MC_ERR_MEMOIRE;
       } else {
         memcpy(pcCopie, pcValeur, stLongueur + 1);
