@@ -7,6 +7,7 @@
 
 #include "config/mcnorba.h"
 #include "dictionary/mctab.h"
+#include "runtime/mcmemoir.h"
 #include "runtime/mctrace.h"
 #include "tablefile/mcfichie.h"
 
@@ -59,10 +60,16 @@ char* copier(const char* pcTexte, uint32_t ulTaille) {
 // as 16 bits.
 uint16_t lire_repertoire(char* pcTampon, const char* pcCle, char** ppcRepertoire, bool* pbMemoire) {
   pcTampon[0] = '\0';
+  const uint32_t ulRefus = mc::allocations_refusees();
   const auto usLongueur = static_cast<uint16_t>(
       MC_ulLireChaineNorba(kSection, pcCle, pcTampon, mc::kTailleLectureRepertoire));
+  if (usLongueur == 0 && mc::allocations_refusees() != ulRefus) {
+    // Deviation: a key lost for want of memory is 0xF801, not an absent directory.
+    *pbMemoire = true;
+  }
   if (usLongueur != 0) {
     *ppcRepertoire = copier(pcTampon, static_cast<uint32_t>(usLongueur) + 1u);
+    // Deviation: a directory copy the heap refused is 0xF801.
     if (*ppcRepertoire == nullptr) {
       *pbMemoire = true;
     }
@@ -99,6 +106,7 @@ extern "C" MC_API uint16_t MC_usIAInitialisation(char** ppcVersionMC, char** ppc
   EnteteTable* psEnteteTable = nullptr;
   EnteteFichierBinaire* psEnteteFichier = nullptr;
   uint16_t usNumFichierBinaire = 0;
+  bool bFichierOuvert = false;
   // The start-up's own buffers are given back on every way out: nothing depends on keeping them.
   auto liberer_tampons = [&] {
     MC_Liberer(pcRepTravail);
@@ -141,7 +149,7 @@ extern "C" MC_API uint16_t MC_usIAInitialisation(char** ppcVersionMC, char** ppc
       MC_TRACE(kModule, kTrcInit, MC_TRACE_DETAIL,
                "recuperation du repertoire des tables externes OK");
     }
-    if (bMemoire && usResultat == MC_CR_OK) {
+    if (bMemoire) {
       usResultat = MC_ERR_MEMOIRE;
     }
     MC_Liberer(pcTampon);
@@ -153,10 +161,12 @@ extern "C" MC_API uint16_t MC_usIAInitialisation(char** ppcVersionMC, char** ppc
     psEnteteFichier = static_cast<EnteteFichierBinaire*>(
         MC_Allouer(std::max<uint32_t>(kTailleEnteteFichier, sizeof(EnteteFichierBinaire))));
     if (psEnteteTable == nullptr || psEnteteFichier == nullptr) {
+      // Deviation: a header buffer the heap refused is 0xF801.
       usResultat = MC_ERR_MEMOIRE;
     } else {
       usResultat = MC_usInitialiserFichierBinaire(pcRepTables, kFichierTables, kControleCrc,
                                                   &usNumFichierBinaire, psEnteteFichier);
+      bFichierOuvert = usResultat == MC_CR_OK;
     }
     MC_TRACE(kModule, kTrcInit, MC_TRACE_DETAIL,
              "MC_usInitialiserFichierBinaire:initialisation des tables externes / usResultat=0x%04x",
@@ -180,6 +190,10 @@ extern "C" MC_API uint16_t MC_usIAInitialisation(char** ppcVersionMC, char** ppc
       if (usResultat != MC_CR_OK) {
         // Kept: a version mismatch leaves at once, the file open in its slot, the dictionary
         // untouched and no exit line.
+        if (usResultat == MC_ERR_MEMOIRE) {
+          // Deviation: a start-up short of memory does not leave the file's slot taken.
+          mc::usLibererFichier(usNumFichierBinaire);
+        }
         liberer_tampons();
         return usResultat;
       }
@@ -188,6 +202,7 @@ extern "C" MC_API uint16_t MC_usIAInitialisation(char** ppcVersionMC, char** ppc
 
   auto* pcNomTable = static_cast<char*>(MC_Allouer(kTailleNomTable));
   if (pcNomTable == nullptr && usResultat == MC_CR_OK) {
+    // Deviation: a name buffer the heap refused is 0xF801 (the load fails and is undone).
     usResultat = MC_ERR_MEMOIRE;
   }
   // Exactly three table headers are read: the file starts with the three dictionary tables.
@@ -218,6 +233,10 @@ extern "C" MC_API uint16_t MC_usIAInitialisation(char** ppcVersionMC, char** ppc
     MC_TRACE(kModule, kTrcInit, MC_TRACE_ERREUR,
              "erreur de chargement des tables : suppression des tables deja chargees");
     usGTSupprTables();
+    if (bFichierOuvert) {
+      // Deviation: a failed load gives the slot back (without trace lines) for the retry.
+      mc::usLibererFichier(usNumFichierBinaire);
+    }
   }
 
   if (usResultat == MC_CR_OK) {
@@ -255,6 +274,9 @@ extern "C" MC_API uint16_t MC_usIAInitialisation(char** ppcVersionMC, char** ppc
       MC_Liberer(pcSortieMC);
       MC_Liberer(pcSortieFichier);
       usResultat = MC_ERR_MEMOIRE;
+      // Deviation: a start-up short of memory leaves neither the dictionary nor the slot.
+      usGTSupprTables();
+      mc::usLibererFichier(usNumFichierBinaire);
     } else {
       if (ppcVersionMC != nullptr) {
         *ppcVersionMC = pcSortieMC;

@@ -4,6 +4,7 @@
 
 #include "checks/mcoutils.h"
 #include "common/mcholder.h"
+#include "runtime/mcmemoir.h"
 #include "runtime/mctrace.h"
 
 namespace {
@@ -26,37 +27,47 @@ uint16_t code_champ(uint16_t usBase, uint16_t usNbChamps, uint16_t usNumChamp) {
                                usNumChamp);
 }
 
+// True when a query that just failed plainly did so because the heap refused a request made
+// since ulRefusAvant was read.
+bool faute_de_memoire(uint32_t ulRefusAvant) { return mc::allocations_refusees() != ulRefusAvant; }
+
 // The value of a field as a NUL-terminated text, for the detail line, given back at once. The
 // copy is taken whether or not a trace file is open: the allocator's running count includes it.
-void tracer_valeur(const unsigned char* pucValeur, uint32_t ulLongueur) {
+// False when the heap refused the copy.
+bool tracer_valeur(const unsigned char* pucValeur, uint32_t ulLongueur) {
   if (ulLongueur == UINT32_MAX) {
-    return;  // no room for the zero
+    return true;  // no room for the zero
   }
   mc::Tampon<char> copie = mc::allouer<char>(size_t{ulLongueur} + 1);
   if (!copie) {
-    return;
+    return false;
   }
   if (ulLongueur != 0 && pucValeur != nullptr) {
     memcpy(copie.get(), pucValeur, ulLongueur);
   }
   copie.get()[ulLongueur] = '\0';
   MC_TRACE(kModule, kTrcFormat, MC_TRACE_DETAIL, "Valeur du champ = %s", copie.get());
+  return true;
 }
 
-// True when the value (significant length s, s not 0) is one of the field's allowed values.
-// The values are read by the field number found in the zone. A value that cannot be read gives
-// *pusErreur, which ends the control at once.
-bool valeur_autorisee(uint16_t usCodeGroupe, uint16_t usNumChamp, const MC_InformationChamp& sInfo,
-                      const unsigned char* pucValeur, uint32_t ulLongueur, uint16_t* pusErreur) {
+// Whether the value (significant length s, s not 0) is one of the field's allowed values, in
+// *pbAutorisee. The values are read by the field number found in the zone. The result is 0, or
+// the code of a value that could not be read, or 0xF801 when the heap refused the reduced copy.
+uint16_t valeur_autorisee(uint16_t usCodeGroupe, uint16_t usNumChamp,
+                          const MC_InformationChamp& sInfo, const unsigned char* pucValeur,
+                          uint32_t ulLongueur, bool* pbAutorisee) {
   const int8_t cType = sInfo.cType;
   const uint16_t usNbValeurs = sInfo.usNbValeurs;
   char* pcReduite = nullptr;
   uint32_t ulLongueurReduite = 0;
+  const uint32_t ulRefus = mc::allocations_refusees();
   MC_bReduireChaineCtrl(reinterpret_cast<const char*>(pucValeur), &pcReduite, ulLongueur, cType,
                         &ulLongueurReduite);
   const mc::Tampon<char> reduite(pcReduite);
+  if (pcReduite == nullptr && faute_de_memoire(ulRefus)) {
+    return MC_ERR_MEMOIRE;
+  }
   uint16_t usNbDifferences = 0;
-  *pusErreur = MC_CR_OK;
   // Every allowed value is read and compared, also after a match.
   for (uint32_t ulValeur = 1; ulValeur <= usNbValeurs; ++ulValeur) {
     char* pcAutorisee = nullptr;
@@ -66,14 +77,14 @@ bool valeur_autorisee(uint16_t usCodeGroupe, uint16_t usNumChamp, const MC_Infor
     MC_TRACE(kModule, kTrcFormat, MC_TRACE_DETAIL, "MC_usDonnerChampValeur= 0x%04x",
              static_cast<unsigned>(usCr));
     if (usCr != MC_CR_OK) {
-      *pusErreur = usCr;
-      return false;
+      return usCr;
     }
     if (MC_bCompareChaine(reduite.get(), autorisee.get()) == 0) {
       ++usNbDifferences;
     }
   }
-  return usNbDifferences != usNbValeurs;
+  *pbAutorisee = usNbDifferences != usNbValeurs;
+  return MC_CR_OK;
 }
 
 }  // namespace
@@ -169,7 +180,10 @@ extern "C" MC_API uint16_t MC_usControlerFormatZoneMemoire(uint16_t usZone) {
                static_cast<unsigned>(usCr));
       MC_TRACE(kModule, kTrcFormat, MC_TRACE_DETAIL, "Numero du champ = %d, Taille du champ = %d",
                static_cast<int>(usNumChamp), static_cast<int>(ulLongueur));
-      tracer_valeur(pucValeur, ulLongueur);
+      if (!tracer_valeur(pucValeur, ulLongueur)) {
+        // Deviation: a copy the heap refused ends the control with 0xF801.
+        return sortir_en_erreur(MC_ERR_MEMOIRE);
+      }
       if (usCr == MC_ERR_FIN) {
         return sortir_en_erreur(code_nombre_champs(usGroupe));
       }
@@ -182,13 +196,15 @@ extern "C" MC_API uint16_t MC_usControlerFormatZoneMemoire(uint16_t usZone) {
       const MC_InformationChamp& sInfo = infos.get()[usPosition];
       const uint16_t usCodeChamp = code_champ(usBase, usNbChamps, usNumChamp);
       uint32_t ulSignificative = 0;
+      const uint32_t ulRefus = mc::allocations_refusees();
       const int32_t bRetour = bChaineCtrlFormat(reinterpret_cast<const char*>(pucValeur),
                                                 ulLongueur, sInfo.cType, &ulSignificative);
       MC_TRACE(kModule, kTrcFormat, MC_TRACE_DETAIL,
                "Controle du champ suivant son type : bRetour= 0x%04x (1/OK)",
                static_cast<unsigned>(bRetour));
       if (bRetour != 1) {
-        return sortir_en_erreur(usCodeChamp);
+        // Deviation: a check that failed for want of memory is 0xF801, not the field's error.
+        return sortir_en_erreur(faute_de_memoire(ulRefus) ? MC_ERR_MEMOIRE : usCodeChamp);
       }
       if (++usNbLus > usNbChamps) {
         return sortir_en_erreur(code_nombre_champs(usGroupe));
@@ -203,9 +219,13 @@ extern "C" MC_API uint16_t MC_usControlerFormatZoneMemoire(uint16_t usZone) {
         return sortir_en_erreur(usCodeChamp);
       }
       if (sInfo.usNbValeurs != 0 && ulSignificative != 0) {
-        uint16_t usErreur = MC_CR_OK;
-        const bool bAutorisee =
-            valeur_autorisee(usCodeGroupe, usNumChamp, sInfo, pucValeur, ulLongueur, &usErreur);
+        bool bAutorisee = false;
+        const uint16_t usErreur =
+            valeur_autorisee(usCodeGroupe, usNumChamp, sInfo, pucValeur, ulLongueur, &bAutorisee);
+        if (usErreur == MC_ERR_MEMOIRE) {
+          // Deviation: a value or copy the heap refused is 0xF801, not the unknown group's code.
+          return sortir_en_erreur(MC_ERR_MEMOIRE);
+        }
         if (usErreur != MC_CR_OK) {
           usResultat = code_groupe_inconnu(usGroupe);
           MC_TRACE(kModule, kTrcFormat, MC_TRACE_ERREUR,

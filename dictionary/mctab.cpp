@@ -1,9 +1,15 @@
 // mctab.cpp -- the dictionary tables: loading from tablebin.tbx, freeing, and the three queries.
 #include "dictionary/mctab.h"
 
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "runtime/mctrace.h"
+#include "tablefile/mcfichie.h"
 
 extern "C" {
 MC_API uint32_t g_ulNbTabGrp = 0;
@@ -25,24 +31,80 @@ namespace {
 using mc::kModule;
 using mc::kTrcTables;
 
+// Entries actually allocated behind each table pointer. A load that the file cannot satisfy
+// keeps the announced count but has room only for the rows the file could hold; the queries
+// never look past this.
+uint32_t s_ulPlaceGrp = 0;
+uint32_t s_ulPlaceChp = 0;
+uint32_t s_ulPlaceVal = 0;
+
+uint32_t lignes_groupes() { return std::min(g_ulNbTabGrp, s_ulPlaceGrp); }
+uint32_t lignes_champs() { return std::min(g_ulNbTabChp, s_ulPlaceChp); }
+uint32_t lignes_valeurs() { return std::min(g_ulNbTabVal, s_ulPlaceVal); }
+
 // The group table is searched as if a spare entry that never matches followed it: entries at
 // or past the count are never read, so an absent code ends every search without touching memory
 // outside the table.
 bool groupe_correspond(uint32_t ulPosition, uint16_t usCodeGroupe) {
-  return g_stTabGrp != nullptr && ulPosition < g_ulNbTabGrp &&
+  return g_stTabGrp != nullptr && ulPosition < lignes_groupes() &&
          g_stTabGrp[ulPosition].usCodeGroupe == usCodeGroupe;
 }
 
-// Allocates a table of ulNbLignes entries, zeroed so that rows a failed load never reached read
+// Bytes from the stream's position to the end of the file, measured now without moving it nor
+// writing a trace line; 0 when the slot is not open or the file is not a regular file.
+uint64_t octets_restants(uint16_t usNum) {
+  if (usNum == 0 || usNum > mc::kNbFichiers) {
+    return 0;
+  }
+  const mc::FichierBinaire* psFichier = mc::g_etatFichiers.fichiers[usNum - 1];
+  if (psFichier == nullptr || psFichier == mc::marque_reservation() ||
+      psFichier->pFichier == nullptr) {
+    return 0;
+  }
+  struct stat sEtat {};
+  const long lPosition = ftell(psFichier->pFichier);
+  if (lPosition < 0 || fstat(fileno(psFichier->pFichier), &sEtat) != 0 ||
+      !S_ISREG(sEtat.st_mode) || sEtat.st_size < lPosition) {
+    return 0;
+  }
+  return static_cast<uint64_t>(sEtat.st_size - lPosition);
+}
+
+// How many rows a load may attempt: a row takes at least ulOctetsLigne bytes of the file, so
+// past the rows the rest of the file holds, one more row can only fail.
+uint64_t lignes_possibles(uint16_t usNum, uint32_t ulOctetsLigne) {
+  return octets_restants(usNum) / ulOctetsLigne + 1;
+}
+
+// The entries to allocate for ulNbLignes announced rows: no more than the rows a load can
+// attempt, and no more than its 16-bit row index reaches.
+uint32_t place_table(uint32_t ulNbLignes, uint64_t ullPossibles) {
+  constexpr uint64_t kIndexMax = uint64_t{UINT16_MAX} + 1;
+  return static_cast<uint32_t>(std::min({uint64_t{ulNbLignes}, ullPossibles, kIndexMax}));
+}
+
+// Allocates a table of ulPlace entries, zeroed so that rows a failed load never reached read
 // as empty; null when the heap refuses.
 template <typename T>
-T* allouer_table(uint32_t ulNbLignes) {
-  const auto ulTaille = static_cast<uint32_t>(ulNbLignes * sizeof(T));
-  auto* pTable = static_cast<T*>(MC_Allouer(ulTaille));
-  if (pTable != nullptr && ulTaille != 0) {
-    memset(static_cast<void*>(pTable), 0, ulTaille);
+T* allouer_table(uint32_t ulPlace) {
+  const uint64_t ullTaille = uint64_t{ulPlace} * sizeof(T);
+  if (ullTaille > UINT32_MAX) {
+    return nullptr;
+  }
+  auto* pTable = static_cast<T*>(MC_Allouer(static_cast<uint32_t>(ullTaille)));
+  if (pTable != nullptr && ullTaille != 0) {
+    memset(static_cast<void*>(pTable), 0, static_cast<size_t>(ullTaille));
   }
   return pTable;
+}
+
+// Puts a newly loaded array in place of the table's pointer.
+template <typename T>
+void remplacer_table(T*& pTable, T* pNouvelle) {
+  // Deviation: an array loaded before is given back, straight to the heap (no trace line).
+  // Its value strings stay, as on every freeing.
+  free(static_cast<void*>(pTable));
+  pTable = pNouvelle;
 }
 
 uint16_t lire_groupe(uint16_t usNum, MC_GroupeDictionnaire& sGroupe) {
@@ -68,12 +130,21 @@ uint16_t lire_valeur(uint16_t usNum, char*& pcValeur) {
 }
 
 // The loop shared by the three loaders. Every column of a row is read even after one failed;
-// the loop stops after that row and the result is the OR of its codes.
+// the loop stops after that row and the result is the OR of its codes. No more than
+// ullPossibles rows are attempted: in a file that does not grow, the last of them fails anyway.
 template <typename T, typename Lecteur>
-uint16_t charger_lignes(uint16_t usNum, T* pTable, uint32_t ulNbLignes, Lecteur lire) {
+uint16_t charger_lignes(uint16_t usNum, T* pTable, uint32_t ulNbLignes, uint64_t ullPossibles,
+                        Lecteur lire) {
   uint16_t usResultat = MC_CR_OK;
+  uint64_t ullLues = 0;
   // Kept: a 16-bit row index, as the table format's producer always had.
   for (uint16_t usLigne = 0; usLigne < ulNbLignes && usResultat == MC_CR_OK; ++usLigne) {
+    if (ullLues++ == ullPossibles) {
+      // Deviation: a stream yielding more rows than its length allowed gives 0xF640.
+      // (It grew, or it is not a regular file.)
+      usResultat = MC_ERR_FIN_FICHIER;
+      break;
+    }
     usResultat = lire(usNum, pTable[usLigne]);
   }
   return usResultat;
@@ -89,71 +160,67 @@ uint16_t resultat_suppression(const char* pcSortie, bool bCharge) {
 
 }  // namespace
 
-uint16_t usInitTabGroupe(uint16_t usNumFichierBinaire, uint32_t ulInutilise, uint32_t ulNbLignes) {
-  (void)ulInutilise;
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "usGTInitTabGrp");
+namespace {
+
+// What tells the three loaders apart: the table's names in the trace and its smallest row.
+struct TableChargee {
+  const char* pcTrace;      // entry and exit lines
+  const char* pcPointeur;   // the table pointer's name in the detail line
+  const char* pcNombre;     // the count's name in the detail line
+  uint32_t ulOctetsLigne;   // bytes of the shortest row in the file
+};
+
+constexpr TableChargee kGroupes = {"usGTInitTabGrp", "g_stTabGrp", "g_ulNbTabGrp", 6};
+constexpr TableChargee kChamps = {"usGTInitTabChp", "g_stTabChp", "g_ulNbTabChp", 17};
+constexpr TableChargee kValeurs = {"usGTInitTabValeur", "g_cTabVal", "g_ulNbTabVal", 1};
+
+template <typename T, typename Lecteur>
+uint16_t charger_table(const TableChargee& sTable, uint16_t usNum, uint32_t ulNbLignes,
+                       T*& pTable, uint32_t& ulNbTable, uint32_t& ulPlace, Lecteur lire) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "%s", sTable.pcTrace);
   uint16_t usResultat = MC_CR_OK;
-  auto* pTable = allouer_table<MC_GroupeDictionnaire>(ulNbLignes);
-  if (pTable == nullptr) {
+  // Deviation: the array holds no more rows than the rest of the file can, sized in 64 bits.
+  // A crafted count neither wraps the size nor asks for more memory than the file could fill;
+  // the count itself is kept, and the load fails where the file ends.
+  const uint64_t ullPossibles = lignes_possibles(usNum, sTable.ulOctetsLigne);
+  const uint32_t ulNouvellePlace = place_table(ulNbLignes, ullPossibles);
+  T* pNouvelle = allouer_table<T>(ulNouvellePlace);
+  if (pNouvelle == nullptr) {
     usResultat = MC_ERR_MEMOIRE;
   } else {
-    // Kept: a table already loaded is replaced without being given back.
-    g_stTabGrp = pTable;
-    g_ulNbTabGrp = ulNbLignes;
+    remplacer_table(pTable, pNouvelle);
+    ulNbTable = ulNbLignes;
+    ulPlace = ulNouvellePlace;
   }
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_DETAIL, "g_stTabGrp = %p, g_ulNbTabGrp = %hu",
-           static_cast<void*>(g_stTabGrp), static_cast<unsigned short>(g_ulNbTabGrp));
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_DETAIL, "%s = %p, %s = %hu", sTable.pcPointeur,
+           static_cast<void*>(pTable), sTable.pcNombre, static_cast<unsigned short>(ulNbTable));
   if (usResultat == MC_CR_OK) {
-    usResultat = charger_lignes(usNumFichierBinaire, pTable, ulNbLignes, lire_groupe);
+    usResultat = charger_lignes(usNum, pNouvelle, ulNbLignes, ullPossibles, lire);
   }
   MC_TRACE(kModule, kTrcTables, MC_TRACE_DETAIL, "usResultat = 0x%04x",
            static_cast<unsigned>(usResultat));
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "usGTInitTabGrp");
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "%s", sTable.pcTrace);
   return usResultat;
+}
+
+}  // namespace
+
+uint16_t usInitTabGroupe(uint16_t usNumFichierBinaire, uint32_t ulInutilise, uint32_t ulNbLignes) {
+  (void)ulInutilise;
+  return charger_table(kGroupes, usNumFichierBinaire, ulNbLignes, g_stTabGrp, g_ulNbTabGrp,
+                       s_ulPlaceGrp, lire_groupe);
 }
 
 uint16_t usInitTabChamp(uint16_t usNumFichierBinaire, uint32_t ulInutilise, uint32_t ulNbLignes) {
   (void)ulInutilise;
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "usGTInitTabChp");
-  uint16_t usResultat = MC_CR_OK;
-  auto* pTable = allouer_table<MC_ChampDictionnaire>(ulNbLignes);
-  if (pTable == nullptr) {
-    usResultat = MC_ERR_MEMOIRE;
-  } else {
-    g_stTabChp = pTable;
-    g_ulNbTabChp = ulNbLignes;
-  }
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_DETAIL, "g_stTabChp = %p, g_ulNbTabChp = %hu",
-           static_cast<void*>(g_stTabChp), static_cast<unsigned short>(g_ulNbTabChp));
-  if (usResultat == MC_CR_OK) {
-    usResultat = charger_lignes(usNumFichierBinaire, pTable, ulNbLignes, lire_champ);
-  }
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_DETAIL, "usResultat = 0x%04x",
-           static_cast<unsigned>(usResultat));
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "usGTInitTabChp");
-  return usResultat;
+  return charger_table(kChamps, usNumFichierBinaire, ulNbLignes, g_stTabChp, g_ulNbTabChp,
+                       s_ulPlaceChp, lire_champ);
 }
 
 uint16_t usInitTabValeur(uint16_t usNumFichierBinaire, uint32_t ulInutilise, uint32_t ulNbLignes) {
   (void)ulInutilise;
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "usGTInitTabValeur");
-  uint16_t usResultat = MC_CR_OK;
-  auto* pTable = allouer_table<char*>(ulNbLignes);
-  if (pTable == nullptr) {
-    usResultat = MC_ERR_MEMOIRE;
-  } else {
-    g_cTabVal = pTable;
-    g_ulNbTabVal = ulNbLignes;
-  }
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_DETAIL, "g_cTabVal = %p, g_ulNbTabVal = %hu",
-           static_cast<void*>(g_cTabVal), static_cast<unsigned short>(g_ulNbTabVal));
-  if (usResultat == MC_CR_OK) {
-    usResultat = charger_lignes(usNumFichierBinaire, pTable, ulNbLignes, lire_valeur);
-  }
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_DETAIL, "usResultat = 0x%04x",
-           static_cast<unsigned>(usResultat));
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "usGTInitTabValeur");
-  return usResultat;
+  return charger_table(kValeurs, usNumFichierBinaire, ulNbLignes, g_cTabVal, g_ulNbTabVal,
+                       s_ulPlaceVal, lire_valeur);
 }
 
 uint16_t usSupprTabGroupe() {
@@ -163,6 +230,7 @@ uint16_t usSupprTabGroupe() {
     MC_Liberer(g_stTabGrp);
     g_stTabGrp = nullptr;
     g_ulNbTabGrp = 0;
+    s_ulPlaceGrp = 0;
   }
   return resultat_suppression("usGTSupprTabGrp", bCharge);
 }
@@ -174,6 +242,7 @@ uint16_t usSupprTabChamp() {
     MC_Liberer(g_stTabChp);
     g_stTabChp = nullptr;
     g_ulNbTabChp = 0;
+    s_ulPlaceChp = 0;
   }
   // Kept: the exit line names the function otherwise than its entry line.
   return resultat_suppression("usSupprTabChamp", bCharge);
@@ -187,6 +256,7 @@ uint16_t usSupprTabValeur() {
     MC_Liberer(g_cTabVal);
     g_cTabVal = nullptr;
     g_ulNbTabVal = 0;
+    s_ulPlaceVal = 0;
   }
   // Kept: the exit line names the function otherwise than its entry line.
   return resultat_suppression("usSupprTabValeur", bCharge);
@@ -196,10 +266,17 @@ extern "C" MC_API uint16_t MC_usDonnerListeGroupes(uint16_t** ppusGroupes, uint1
   MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usDonnerListeGroupes ");
   uint16_t usResultat = MC_CR_OK;
   const uint32_t ulNbGroupes = g_ulNbTabGrp;
-  auto* pusGroupes = static_cast<uint16_t*>(MC_Allouer(ulNbGroupes * 2u));
+  // Two bytes a code, counted in 64 bits: a count that the 32-bit size cannot hold is refused
+  // like a refused allocation.
+  const uint64_t ullTaille = uint64_t{ulNbGroupes} * 2u;
+  auto* pusGroupes = ullTaille > UINT32_MAX
+                         ? nullptr
+                         : static_cast<uint16_t*>(MC_Allouer(static_cast<uint32_t>(ullTaille)));
   if (pusGroupes != nullptr) {
-    for (uint32_t ul = 0; ul < ulNbGroupes && g_stTabGrp != nullptr; ++ul) {
-      pusGroupes[ul] = g_stTabGrp[ul].usCodeGroupe;
+    const uint32_t ulLues = g_stTabGrp != nullptr ? lignes_groupes() : 0;
+    for (uint32_t ul = 0; ul < ulNbGroupes; ++ul) {
+      // Rows that a failed load never reached are empty.
+      pusGroupes[ul] = ul < ulLues ? g_stTabGrp[ul].usCodeGroupe : 0;
     }
   }
   if (ppusGroupes == nullptr) {
@@ -209,6 +286,7 @@ extern "C" MC_API uint16_t MC_usDonnerListeGroupes(uint16_t** ppusGroupes, uint1
     MC_Liberer(pusGroupes);
     usResultat = MC_ERR_MEMOIRE;
   } else if (pusGroupes == nullptr) {
+    // Deviation: a refused list is 0xF801 (the first form wrote through the null pointer).
     usResultat = MC_ERR_MEMOIRE;
   } else {
     if (pusNbGroupes != nullptr) {
@@ -250,11 +328,12 @@ extern "C" MC_API uint16_t MC_usDonnerInformationChamp(uint16_t usCodeGroupe,
              "MC_usDonnerInformationChamp  =ERREUR ALLOCATION MEMOIRE");
     usResultat = MC_ERR_MEMOIRE;
   } else if (psInfos == nullptr) {
+    // Deviation: refused records are 0xF801 (the first form wrote through the null pointer).
     usResultat = MC_ERR_MEMOIRE;
   } else {
     for (uint16_t us = 0; us < sGroupe.usNbChamps && usResultat == MC_CR_OK; ++us) {
       const uint32_t ulChamp = static_cast<uint32_t>(sGroupe.usPremierChamp) + us;
-      if (g_stTabChp == nullptr || ulChamp >= g_ulNbTabChp) {
+      if (g_stTabChp == nullptr || ulChamp >= lignes_champs()) {
         // A group whose fields lie outside the field table: the file was inconsistent.
         usResultat = MC_ERR_FIN;
         break;
@@ -306,10 +385,10 @@ extern "C" MC_API uint16_t MC_usDonnerChampValeur(uint16_t usCodeGroupe, uint8_t
     const MC_GroupeDictionnaire& sGroupe = g_stTabGrp[ulPosition - 1];
     // Kept: neither number is checked against the group's or the field's counts.
     const auto usChamp = static_cast<uint16_t>(sGroupe.usPremierChamp + ucNumChamp - 1);
-    if (g_stTabChp != nullptr && usChamp < g_ulNbTabChp) {
+    if (g_stTabChp != nullptr && usChamp < lignes_champs()) {
       const auto usValeur =
           static_cast<uint16_t>(g_stTabChp[usChamp].usPremiereValeur + ucNumValeur - 1);
-      if (g_cTabVal != nullptr && usValeur < g_ulNbTabVal) {
+      if (g_cTabVal != nullptr && usValeur < lignes_valeurs()) {
         pcValeur = g_cTabVal[usValeur];
       }
     }
@@ -322,6 +401,7 @@ extern "C" MC_API uint16_t MC_usDonnerChampValeur(uint16_t usCodeGroupe, uint8_t
       const size_t stLongueur = strlen(pcValeur);
       auto* pcCopie = static_cast<char*>(MC_Allouer(static_cast<uint32_t>(stLongueur + 1)));
       if (pcCopie == nullptr) {
+        // Deviation: a refused copy is 0xF801 (the first form wrote through the null pointer).
         usResultat = MC_ERR_MEMOIRE;
       } else {
         memcpy(pcCopie, pcValeur, stLongueur + 1);
@@ -337,7 +417,7 @@ extern "C" MC_API uint16_t MC_usDonnerChampValeur(uint16_t usCodeGroupe, uint8_t
 namespace mc::testing {
 void reset_dictionnaire() {
   if (g_cTabVal != nullptr) {
-    for (uint32_t ul = 0; ul < g_ulNbTabVal; ++ul) {
+    for (uint32_t ul = 0; ul < lignes_valeurs(); ++ul) {
       MC_Liberer(g_cTabVal[ul]);
     }
   }
@@ -355,12 +435,14 @@ void installer_dictionnaire(const MC_GroupeDictionnaire* psGroupes, uint32_t ulN
     std::memcpy(g_stTabGrp, psGroupes, ulNbGroupes * sizeof(MC_GroupeDictionnaire));
   }
   g_ulNbTabGrp = ulNbGroupes;
+  s_ulPlaceGrp = ulNbGroupes;
   g_stTabChp = static_cast<MC_ChampDictionnaire*>(
       MC_Allouer(ulNbChamps * static_cast<uint32_t>(sizeof(MC_ChampDictionnaire))));
   if (ulNbChamps != 0) {
     std::memcpy(g_stTabChp, psChamps, ulNbChamps * sizeof(MC_ChampDictionnaire));
   }
   g_ulNbTabChp = ulNbChamps;
+  s_ulPlaceChp = ulNbChamps;
   g_cTabVal = static_cast<char**>(MC_Allouer(ulNbValeurs * static_cast<uint32_t>(sizeof(char*))));
   for (uint32_t ul = 0; ul < ulNbValeurs; ++ul) {
     const size_t stTaille = std::strlen(ppcValeurs[ul]) + 1;
@@ -368,5 +450,6 @@ void installer_dictionnaire(const MC_GroupeDictionnaire* psGroupes, uint32_t ulN
     std::memcpy(g_cTabVal[ul], ppcValeurs[ul], stTaille);
   }
   g_ulNbTabVal = ulNbValeurs;
+  s_ulPlaceVal = ulNbValeurs;
 }
 }  // namespace mc::testing

@@ -27,11 +27,13 @@ uint32_t ulMaxAlloue = 0;
 int64_t s_avantEchec = -1;  // allocations left before a forced failure; -1: none pending
 uint32_t s_nbAllocations = 0;
 uint32_t s_nbLiberations = 0;
+uint32_t s_nbRefus = 0;
 
 }  // namespace
 
 uint32_t memoire_allouee() { return ulMemAllouee; }
 uint32_t memoire_max() { return ulMaxAlloue; }
+uint32_t allocations_refusees() { return s_nbRefus; }
 
 namespace testing {
 void reset_memoire() {
@@ -109,7 +111,11 @@ FILE* ouvrir_fichier_regulier(const char* pcChemin, const char* pcMode) {
 }
 
 void* allouer_non_compte(size_t taille) {
-  return testing::compter_allocation() ? malloc(taille) : nullptr;
+  void* pvBloc = testing::compter_allocation() ? malloc(taille) : nullptr;
+  if (pvBloc == nullptr) {
+    ++s_nbRefus;
+  }
+  return pvBloc;
 }
 
 }  // namespace mc
@@ -119,6 +125,7 @@ extern "C" MC_API void* MC_Allouer(uint32_t ulTaille) {
   MC_TRACE(mc::kModule, mc::kTrcInit, MC_TRACE_ENTREE, "Allocation de %u (%u) a l'adresse %p",
            static_cast<unsigned>(ulTaille), static_cast<unsigned>(ulTaille), pvBloc);
   if (pvBloc == nullptr) {
+    ++mc::s_nbRefus;
     MC_TRACE(mc::kModule, mc::kTrcInit, MC_TRACE_ERREUR, "MC_Allouer memoire insuffisante");
   }
   // Kept: a refused request is counted too; the count is a total of requests.

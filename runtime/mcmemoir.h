@@ -13,6 +13,9 @@ namespace mc {
 // The private counters: bytes requested since load, and the highest value reached.
 uint32_t memoire_allouee();
 uint32_t memoire_max();
+// Requests the heap refused since load (MC_Allouer and allouer_non_compte): a caller that gets a
+// plain failure from a query can tell a shortage of memory from a refusal of its input.
+uint32_t allocations_refusees();
 
 // malloc for the library's own untraced buffers (the INI layer's): not accounted in the counters
 // above, but counted and failed by the test hooks below like MC_Allouer. Freed with free().

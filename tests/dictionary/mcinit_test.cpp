@@ -2,11 +2,14 @@
 // lifecycle, and the dictionary loaded from the development source.
 #include <algorithm>
 #include <cstdlib>
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "common/mcbytes.h"
 #include "demarrage.h"
 #include "runtime/mcmemoir.h"
+#include "tablefile/mcfichie.h"
 
 namespace {
 
@@ -43,6 +46,10 @@ class Demarrage : public mc::test::Configuration {
     EXPECT_EQ(0, mc::testing::nombre_chargements());
     EXPECT_FALSE(file_exists(adm("92.adm")));
     EXPECT_FALSE(file_exists(adm("93.adm")));
+  }
+  static bool fichier_ouvert(uint16_t usNumero) {
+    uint32_t ulLongueur = 0;
+    return MC_usLongueurFichierBinaire(usNumero, &ulLongueur) == MC_CR_OK;
   }
   static bool dictionnaire_vide() {
     return g_stTabGrp == nullptr && g_stTabChp == nullptr && g_cTabVal == nullptr &&
@@ -181,6 +188,8 @@ TEST_F(Demarrage, EveryFailingStepGivesItsCode) {
     EXPECT_CODE(c.attendu, initialiser());
     attendre_echec_sans_sortie();
     EXPECT_TRUE(dictionnaire_vide());
+    // Only a version mismatch keeps the file open; a failed load gives its slot back.
+    EXPECT_EQ(c.attendu == MC_ERR_VERSION, fichier_ouvert(1));
     TearDown();
     SetUp();
   }
@@ -396,6 +405,175 @@ TEST_F(Demarrage, DevelopmentConfigurationBuilt) {
   EXPECT_EQ(read_file(fichier_tables()), read_file(dev));
   const std::string ini = read_text(std::string(MC_TEST_DEV_DIR) + "/etc/norba.ini");
   EXPECT_NE(std::string::npos, ini.find("[commun]\nrepertoiretravail="));
+}
+
+// The development dictionary with the row count of one table (0 TGROUPE, 1 TCHAMP, 2 TVALEUR)
+// replaced, written to `chemin` with its CRC recomputed so that the loader is reached.
+size_t ecrire_avec_lignes(Bytes octets, size_t table, uint32_t lignes, const std::string& chemin) {
+  size_t pos = 3;
+  while (octets[pos - 3] != 0x0D || octets[pos - 2] != 0x0A || octets[pos - 1] != 0x1A) {
+    ++pos;
+  }
+  for (size_t t = 0; t < table; ++t) {
+    pos += 25 + mc::load_be32(&octets[pos + 10]);
+  }
+  mc::store_be32(&octets[pos + 14], lignes);
+  mc::test::write_file(chemin, octets);
+  FILE* pFichier = std::fopen(chemin.c_str(), "r+b");
+  uint16_t usCrc = 0;
+  EXPECT_CODE(0, mc::usCalculerCRC16(pFichier, &usCrc));
+  EXPECT_CODE(0, mc::usEcrireCRC(pFichier, usCrc));
+  std::fclose(pFichier);
+  return octets.size();
+}
+
+TEST_F(Demarrage, CraftedRowCountsEndAtTheFileWithoutOverallocating) {
+  // Counts whose size in memory wraps 32 bits (rows of 6, 20 and 8 bytes), and counts far
+  // beyond the file: each load reads what the file holds and stops at its end.
+  struct Cas {
+    size_t table;
+    uint32_t lignes;
+  };
+  const Cas cas[] = {{0, 0x2AAAAAABu}, {1, 0x0CCCCCCDu}, {2, 0x20000001u}, {0, 0xFFFFFFFFu},
+                     {1, 0x00100000u}, {2, 0x00010000u}, {2, 0xFFFFFFFFu}};
+  ecrire_ini(true, true);
+  const Bytes dev = read_file(std::string(MC_TEST_DEV_DIR) + "/tables/tablebin.tbx");
+  for (const Cas& c : cas) {
+    SCOPED_TRACE(::testing::Message() << "table " << c.table << ", " << c.lignes << " rows");
+    const size_t taille = ecrire_avec_lignes(dev, c.table, c.lignes, fichier_tables());
+    const uint32_t ulAvant = mc::memoire_allouee();
+    EXPECT_CODE(MC_ERR_FIN_FICHIER, initialiser());
+    EXPECT_LE(mc::memoire_allouee() - ulAvant, 32 * taille + 4096);
+    attendre_echec_sans_sortie();
+    EXPECT_TRUE(dictionnaire_vide());
+    EXPECT_FALSE(fichier_ouvert(1));
+  }
+}
+
+TEST_F(Demarrage, TableLoadedTwiceGivesTheFirstArrayBackSilently) {
+  ecrire_ini(true, true);
+  mc::dev::Options options;
+  options.tables = {"TGROUPE", "TGROUPE", "TCHAMP"};
+  ecrire_tables(options);
+  mc::test::TraceCapture trace({{1, 5, 2}, {1, 7, 2}});
+  ASSERT_CODE(0, initialiser());
+  trace.stop();
+  const std::string texte = trace.text();
+  const size_t debut = texte.find("{ usGTInitTabGrp", texte.find("{ usGTInitTabGrp") + 1);
+  const size_t fin = texte.find("usGTInitTabGrp\n", debut + 2);
+  ASSERT_NE(std::string::npos, fin);
+  EXPECT_EQ(std::string::npos, texte.substr(debut, fin - debut).find("Liberation"));
+  EXPECT_EQ(3u, g_ulNbTabGrp);
+  EXPECT_CODE(0, MC_usTermLIB());
+}
+
+TEST_F(Demarrage, RetryAfterFailedStartUpLeavesNothingBehind) {
+  // Without a working directory the dictionary stays loaded; the retry loads over it.
+  ecrire_ini(false, true);
+  ecrire_tables();
+  EXPECT_CODE(MC_ERR_REP_TRAVAIL, initialiser());
+  ecrire_ini(true, true);
+  ASSERT_CODE(0, initialiser());
+  EXPECT_EQ(3u, g_ulNbTabGrp);
+  EXPECT_CODE(0, MC_usTermLIB());
+}
+
+// A structured zone of the given groups of the development dictionary.
+uint16_t zone_de(const std::vector<std::pair<uint16_t, std::vector<std::string>>>& groupes) {
+  uint16_t usZone = 0xFFFF;
+  EXPECT_CODE(0, MC_usCreerZoneMemoire(256, 1, &usZone));
+  for (const auto& [usCode, champs] : groupes) {
+    EXPECT_CODE(0, MC_usAjouterGroupe(usZone, usCode));
+    for (const std::string& champ : champs) {
+      EXPECT_CODE(0, MC_usAjouterChamp(usZone, reinterpret_cast<const unsigned char*>(champ.data()),
+                                       static_cast<uint32_t>(champ.size())));
+    }
+  }
+  return usZone;
+}
+
+void liberer_zone(uint16_t usZone) {
+  uint32_t ulTaille = 0;
+  unsigned char* pucBuffer = nullptr;
+  if (MC_pucLireBuffer(usZone, &ulTaille, &pucBuffer) == MC_CR_OK) {
+    MC_Liberer(pucBuffer);
+    MC_usLibererZoneMemoire(usZone);
+  }
+}
+
+// One operation of each family that allocates, run with each of its allocations failing in
+// turn: one of its memory codes, then the same operation succeeds again.
+TEST_F(Demarrage, EveryAllocationFailureIsReportedAndRecovered) {
+  ecrire_ini(true, true);
+  ecrire_tables();
+  unsigned char octets[8] = {};
+  uint16_t usBrute = 0xFFFF;
+  uint16_t usConforme = 0xFFFF;
+  uint16_t usFautive = 0xFFFF;
+  const auto client = [](const char* pays) {
+    return zone_de({{0x0100, {"42", "DUPONT", "JEAN", "19800101", "M"}},
+                    {0x0200, {"1 RUE DU PORT", "75001", "PARIS", pays}}});
+  };
+  struct Operation {
+    const char* nom;
+    std::function<void()> preparer;
+    std::function<uint32_t()> lancer;
+    uint32_t succes;
+    std::vector<uint32_t> codes = {MC_ERR_MEMOIRE};
+  };
+  const Operation operations[] = {
+      {"zone creation", [] {},
+       [] {
+         uint16_t usZone = 0xFFFF;
+         const uint16_t usCr = MC_usCreerZoneMemoire(64, 1, &usZone);
+         liberer_zone(usZone);  // kept: a zone whose buffer was refused keeps its number
+         return usCr;
+       },
+       0},
+      {"zone loading", [] {},
+       [&] {
+         uint16_t usZone = 0xFFFF;
+         const uint16_t usCr = MC_usInitialiserZoneMemoireNonPlein(octets, 8, 0, &usZone, 1);
+         MC_usLibererZoneMemoire(usZone);
+         return usCr;
+       },
+       0},
+      {"zone resizing", [&] { ASSERT_CODE(0, MC_usCreerZoneMemoire(8, 0, &usBrute)); },
+       [&] { return MC_usRedimensionner(usBrute, 16); }, 0},
+      {"start-up and shut-down", [] {},
+       [&] {
+         const uint16_t usCr = initialiser();
+         liberer_sorties();
+         if (mc::testing::nombre_chargements() != 0) {
+           EXPECT_CODE(0, MC_usTermLIB());
+         }
+         return usCr;
+       },
+       // The start-up's and the version files' directory buffers, and a version file's path;
+       // the version files' INI read refused reads as no working directory.
+       0, {MC_ERR_MEMOIRE, MC_ERR_CONFIG, MC_ERR_FICHIER_VERSION, MC_ERR_REP_TRAVAIL}},
+      {"format control",
+       [&] {
+         ASSERT_CODE(0, initialiser());
+         usConforme = client("FR");
+         usFautive = client("DE");
+       },
+       [&] { return MC_usControlerFormatZoneMemoire(usConforme); }, 0},
+      {"format control of a refused value", [] {},
+       [&] { return MC_usControlerFormatZoneMemoire(usFautive); }, 0x9009},
+  };
+  for (const Operation& o : operations) {
+    SCOPED_TRACE(o.nom);
+    o.preparer();
+    mc::test::each_allocation_failure(o.lancer, o.succes, [&](uint32_t, uint32_t code) {
+      EXPECT_NE(o.codes.end(), std::find(o.codes.begin(), o.codes.end(), code))
+          << ::testing::PrintToString(mc::test::Code{code});
+    });
+  }
+  for (const uint16_t usZone : {usBrute, usConforme, usFautive}) {
+    liberer_zone(usZone);
+  }
+  EXPECT_CODE(0, MC_usTermLIB());
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "dictionary/dev/mcdicosrc.h"
 #include "dictionary/mctab.h"
 #include "runtime/mcmemoir.h"
+#include "tablefile/mcfichie.h"
 #include "support/mctest.h"
 
 namespace {
@@ -361,8 +362,6 @@ TEST_F(Chargement, ShortTableKeepsTableAndCountAndStopsAfterFailingRow) {
   EXPECT_NE(nullptr, g_stTabChp);
   EXPECT_EQ(5u, g_ulNbTabChp);
   EXPECT_EQ(4, g_stTabChp[2].usLongueurMax);
-  // The fourth row failed at its first column; the fifth was never read.
-  EXPECT_EQ(0, g_stTabChp[4].usLongueurMax);
   const std::string texte = trace.text();
   EXPECT_NE(std::string::npos, texte.find("usResultat = 0xf640\n"));
   // Every column of the failing fourth row was read (7 readers), and none of the fifth: three
@@ -386,6 +385,20 @@ TEST_F(Chargement, ValuesOfFailedLoadAreNullNotGarbage) {
   ASSERT_EQ(8u, g_ulNbTabVal);
   EXPECT_STREQ("fgh", g_cTabVal[4]);
   EXPECT_EQ(nullptr, g_cTabVal[7]);
+}
+
+TEST_F(Chargement, StreamYieldingMoreThanTheFileHeldStopsAtEndOfFileCode) {
+  // The slot's stream swapped for one that never ends: the rows the file's length allowed
+  // when the load began (none here) are read, then the load stops.
+  ecrire_et_ouvrir(exemple(), {});
+  mc::FichierBinaire* psFichier = mc::g_etatFichiers.fichiers[numero_ - 1];
+  FILE* pOriginal = psFichier->pFichier;
+  psFichier->pFichier = std::fopen("/dev/zero", "rb");
+  ASSERT_NE(nullptr, psFichier->pFichier);
+  EXPECT_CODE(MC_ERR_FIN_FICHIER, usInitTabGroupe(numero_, 0, 0xFFFFFFFFu));
+  std::fclose(psFichier->pFichier);
+  psFichier->pFichier = pOriginal;
+  EXPECT_EQ(0xFFFFFFFFu, g_ulNbTabGrp);
 }
 
 TEST_F(Chargement, AllocationFailureLeavesCountAndPointer) {
