@@ -183,6 +183,54 @@ int32_t bChaineCtrlFormat(const char* pcValeur, uint32_t ulLongueur, int8_t cTyp
   return bResultat;
 }
 
+namespace {
+// True when every character before the first zero of the ulLongueur bytes passes the test.
+template <typename Test>
+bool tous(const char* pc, uint32_t ulLongueur, Test test) {
+  for (uint32_t i = 0; i < ulLongueur && pc[i] != '\0'; ++i) {
+    if (!test(pc[i])) {
+      return false;
+    }
+  }
+  return true;
+}
+}  // namespace
+
+bool mc::type_valide(const char* pcValeur, uint32_t ulLongueur, int8_t cType,
+                     uint32_t* pulLongueurSignificative) {
+  bool bOk = true;
+  uint32_t ulSignificative = ulLongueur;
+  switch (cType) {
+    case kTypeDate:
+      if (tous(pcValeur, ulLongueur, est_chiffre)) {
+        const auto* pcZero = static_cast<const char*>(memchr(pcValeur, '\0', ulLongueur));
+        const auto ulChaine = static_cast<uint32_t>(pcZero != nullptr ? pcZero - pcValeur : ulLongueur);
+        bOk = date_selon_longueur(pcValeur, static_cast<uint16_t>(ulChaine)) != 0;
+      } else {
+        bOk = false;
+      }
+      break;
+    case kTypeAlphaNumerique:
+      bOk = tous(pcValeur, ulLongueur,
+                 [](char c) { return est_chiffre(c) || est_majuscule(c) || est_blanc(c); });
+      ulSignificative = sans_blancs_finaux(pcValeur, ulLongueur);
+      break;
+    case kTypeAlphabetique:
+      bOk = tous(pcValeur, ulLongueur, [](char c) { return est_majuscule(c) || est_blanc(c); });
+      ulSignificative = sans_blancs_finaux(pcValeur, ulLongueur);
+      break;
+    case kTypeNumerique:
+      bOk = tous(pcValeur, ulLongueur, est_chiffre);
+      break;
+    default:
+      break;
+  }
+  if (bOk) {
+    *pulLongueurSignificative = ulSignificative;
+  }
+  return bOk;
+}
+
 extern "C" MC_API int32_t MC_bReduireChaineCtrl(const char* pcValeur, char** ppcReduite,
                                                 uint32_t ulLongueur, int8_t cType,
                                                 uint32_t* pulLongueurReduite) {

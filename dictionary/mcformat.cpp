@@ -4,6 +4,7 @@
 
 #include "checks/mcoutils.h"
 #include "common/mcholder.h"
+#include "dictionary/mcindex.h"
 #include "runtime/mctrace.h"
 
 namespace {
@@ -79,6 +80,10 @@ bool valeur_autorisee(uint16_t usCodeGroupe, uint16_t usNumChamp, const MC_Infor
 }  // namespace
 
 extern "C" MC_API uint16_t MC_usControlerFormatZoneMemoire(uint16_t usZone) {
+  if (mc::g_fichierTrace == nullptr) {
+    // The same answers without allocating; the requests below are accounted all the same.
+    return mc::controler_format_sans_trace(usZone);
+  }
   MC_TRACE(kModule, kTrcFormat, MC_TRACE_ENTREE, "%s", kNom);
   uint16_t* pusListe = nullptr;
   uint16_t usNbGroupes = 0;

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "dictionary/mcindex.h"
 #include "runtime/mctrace.h"
 
 extern "C" {
@@ -24,14 +25,6 @@ namespace {
 
 using mc::kModule;
 using mc::kTrcTables;
-
-// The group table is searched as if a spare entry that never matches followed it: entries at
-// or past the count are never read, so an absent code ends every search without touching memory
-// outside the table.
-bool groupe_correspond(uint32_t ulPosition, uint16_t usCodeGroupe) {
-  return g_stTabGrp != nullptr && ulPosition < g_ulNbTabGrp &&
-         g_stTabGrp[ulPosition].usCodeGroupe == usCodeGroupe;
-}
 
 // Allocates a table of ulNbLignes entries, zeroed so that rows a failed load never reached read
 // as empty; null when the heap refuses.
@@ -100,6 +93,7 @@ uint16_t usInitTabGroupe(uint16_t usNumFichierBinaire, uint32_t ulInutilise, uin
     // Kept: a table already loaded is replaced without being given back.
     g_stTabGrp = pTable;
     g_ulNbTabGrp = ulNbLignes;
+    mc::invalider_index();
   }
   MC_TRACE(kModule, kTrcTables, MC_TRACE_DETAIL, "g_stTabGrp = %p, g_ulNbTabGrp = %hu",
            static_cast<void*>(g_stTabGrp), static_cast<unsigned short>(g_ulNbTabGrp));
@@ -224,23 +218,15 @@ extern "C" MC_API uint16_t MC_usDonnerInformationChamp(uint16_t usCodeGroupe,
                                                        MC_InformationChamp** ppsInfos,
                                                        uint16_t* pusNbChamps) {
   MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usDonnerInformationChamp ");
-  // The position is 16-bit: a code that no entry holds brings it back to 0, and only that
-  // is the failure.
-  uint16_t usPosition = 0;
-  while (!groupe_correspond(usPosition, usCodeGroupe)) {
-    ++usPosition;
-    if (usPosition == 0 || usPosition >= g_ulNbTabGrp) {
-      usPosition = 0;
-      break;
-    }
-  }
-  if (!groupe_correspond(usPosition, usCodeGroupe)) {
+  // The search runs with a 16-bit position: a first entry past 65535 is never reached.
+  uint32_t ulPosition = 0;
+  if (!mc::premier_groupe(usCodeGroupe, &ulPosition) || ulPosition > UINT16_MAX) {
     MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR,
              "MC_usDonnerInformationChamp=ERREUR GROUPE CHAMP ABSENT ");
     MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usDonnerInformationChamp ");
     return MC_ERR_FIN;
   }
-  const MC_GroupeDictionnaire& sGroupe = g_stTabGrp[usPosition];
+  const MC_GroupeDictionnaire& sGroupe = g_stTabGrp[ulPosition];
   uint16_t usResultat = MC_CR_OK;
   auto* psInfos = static_cast<MC_InformationChamp*>(
       MC_Allouer(static_cast<uint32_t>(sGroupe.usNbChamps) * sizeof(MC_InformationChamp)));
@@ -285,34 +271,16 @@ extern "C" MC_API uint16_t MC_usDonnerInformationChamp(uint16_t usCodeGroupe,
 extern "C" MC_API uint16_t MC_usDonnerChampValeur(uint16_t usCodeGroupe, uint8_t ucNumChamp,
                                                   uint8_t ucNumValeur, char** ppcValeur) {
   MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usDonnerChampValeur");
-  // Positions run to the count itself: the comparison there meets the spare entry, which never
-  // matches. After a match the position is one past the entry found.
+  // Kept: the search also compares the entry one past the end; that spare entry never matches.
   uint32_t ulPosition = 0;
-  bool bTrouve = false;
-  do {
-    bTrouve = groupe_correspond(ulPosition, usCodeGroupe);
-    ++ulPosition;
-  } while (!bTrouve && ulPosition <= g_ulNbTabGrp);
-  if (!bTrouve) {
-    ulPosition = 0;
-  }
   uint16_t usResultat = MC_CR_OK;
-  const char* pcValeur = nullptr;
-  if (ulPosition == 0) {
+  if (!mc::premier_groupe(usCodeGroupe, &ulPosition)) {
     usResultat = MC_ERR_FIN;
     MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "usResultat = 0x%04x",
              static_cast<unsigned>(usResultat));
   } else {
-    const MC_GroupeDictionnaire& sGroupe = g_stTabGrp[ulPosition - 1];
     // Kept: neither number is checked against the group's or the field's counts.
-    const auto usChamp = static_cast<uint16_t>(sGroupe.usPremierChamp + ucNumChamp - 1);
-    if (g_stTabChp != nullptr && usChamp < g_ulNbTabChp) {
-      const auto usValeur =
-          static_cast<uint16_t>(g_stTabChp[usChamp].usPremiereValeur + ucNumValeur - 1);
-      if (g_cTabVal != nullptr && usValeur < g_ulNbTabVal) {
-        pcValeur = g_cTabVal[usValeur];
-      }
-    }
+    const char* pcValeur = mc::valeur_du_champ(g_stTabGrp[ulPosition], ucNumChamp, ucNumValeur);
     if (pcValeur == nullptr) {
       // Indexes outside the tables: the file was inconsistent.
       usResultat = MC_ERR_FIN;
@@ -355,6 +323,7 @@ void installer_dictionnaire(const MC_GroupeDictionnaire* psGroupes, uint32_t ulN
     std::memcpy(g_stTabGrp, psGroupes, ulNbGroupes * sizeof(MC_GroupeDictionnaire));
   }
   g_ulNbTabGrp = ulNbGroupes;
+  mc::invalider_index();
   g_stTabChp = static_cast<MC_ChampDictionnaire*>(
       MC_Allouer(ulNbChamps * static_cast<uint32_t>(sizeof(MC_ChampDictionnaire))));
   if (ulNbChamps != 0) {
