@@ -30,6 +30,7 @@ using mc::kTrcTables;
 // as empty; null when the heap refuses.
 template <typename T>
 T* allouer_table(uint32_t ulNbLignes) {
+  mc::invalider_index();  // the new table may take the address of one given back
   const auto ulTaille = static_cast<uint32_t>(ulNbLignes * sizeof(T));
   auto* pTable = static_cast<T*>(MC_Allouer(ulTaille));
   if (pTable != nullptr && ulTaille != 0) {
@@ -93,7 +94,6 @@ uint16_t usInitTabGroupe(uint16_t usNumFichierBinaire, uint32_t ulInutilise, uin
     // Kept: a table already loaded is replaced without being given back.
     g_stTabGrp = pTable;
     g_ulNbTabGrp = ulNbLignes;
-    mc::invalider_index();
   }
   MC_TRACE(kModule, kTrcTables, MC_TRACE_DETAIL, "g_stTabGrp = %p, g_ulNbTabGrp = %hu",
            static_cast<void*>(g_stTabGrp), static_cast<unsigned short>(g_ulNbTabGrp));
@@ -317,13 +317,13 @@ void reset_dictionnaire() {
 void installer_dictionnaire(const MC_GroupeDictionnaire* psGroupes, uint32_t ulNbGroupes,
                             const MC_ChampDictionnaire* psChamps, uint32_t ulNbChamps,
                             const char* const* ppcValeurs, uint32_t ulNbValeurs) {
+  mc::invalider_index();
   g_stTabGrp = static_cast<MC_GroupeDictionnaire*>(
       MC_Allouer(ulNbGroupes * static_cast<uint32_t>(sizeof(MC_GroupeDictionnaire))));
   if (ulNbGroupes != 0) {
     std::memcpy(g_stTabGrp, psGroupes, ulNbGroupes * sizeof(MC_GroupeDictionnaire));
   }
   g_ulNbTabGrp = ulNbGroupes;
-  mc::invalider_index();
   g_stTabChp = static_cast<MC_ChampDictionnaire*>(
       MC_Allouer(ulNbChamps * static_cast<uint32_t>(sizeof(MC_ChampDictionnaire))));
   if (ulNbChamps != 0) {

@@ -400,23 +400,29 @@ class FormatAleatoire : public ::testing::Test {
     mc::testing::reset_zones();
   }
 
-  // One control: its code, the bytes it added to the accounted memory and the cursor after it.
-  static std::array<uint32_t, 8> passer(uint16_t zone) {
-    const uint32_t octets = mc::memoire_allouee();
+  // One control from an accounted count set at `depart` (by a refused request): its code, both
+  // counters and the cursor after it.
+  static std::array<uint32_t, 9> passer(uint16_t zone, uint32_t depart) {
+    mc::testing::reset_memoire();
+    mc::testing::faire_echouer_allocation(0);
+    MC_Allouer(depart);
     const uint16_t code = MC_usControlerFormatZoneMemoire(zone);
     const ZoneMemoire& z = *mc::descripteur(zone);
-    return {code, mc::memoire_allouee() - octets, z.OffsetGroupe, z.OffsetChamp, z.CompteurGroupe,
-            z.CompteurChamp, z.IdentifiantGroupe, z.NumeroChamp};
+    return {code, mc::memoire_allouee(), mc::memoire_max(), z.OffsetGroupe, z.OffsetChamp,
+            z.CompteurGroupe, z.CompteurChamp, z.IdentifiantGroupe, z.NumeroChamp};
   }
 
   // The control with tracing off, then on (a trace file open for a pair the library never
-  // writes): the same code, accounted bytes and cursor, and nothing allocated with tracing off.
+  // writes): the same code, counters and cursor, also when the count wraps past 2^32 during the
+  // control, and nothing allocated with tracing off.
   static uint16_t controler_deux_fois(uint16_t zone) {
-    const uint32_t allocations = mc::testing::nombre_allocations();
-    const auto sans_trace = passer(zone);
-    EXPECT_EQ(allocations, mc::testing::nombre_allocations());
-    const mc::test::TraceCapture trace({{1, 8, 1}});
-    EXPECT_EQ(passer(zone), sans_trace);
+    std::array<uint32_t, 9> sans_trace{};
+    for (const uint32_t depart : {0u, UINT32_MAX - 30, UINT32_MAX - 300}) {
+      sans_trace = passer(zone, depart);
+      EXPECT_EQ(1u, mc::testing::nombre_allocations());
+      const mc::test::TraceCapture trace({{1, 8, 1}});
+      EXPECT_EQ(passer(zone, depart), sans_trace);
+    }
     return static_cast<uint16_t>(sans_trace[0]);
   }
 
