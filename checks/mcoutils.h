@@ -31,4 +31,14 @@ int32_t bOUTILSEstDateValide(uint16_t usAnnee, uint8_t ucMois, uint8_t ucJour, u
 int32_t bChaineCtrlFormat(const char* pcValeur, uint32_t ulLongueur, int8_t cType,
                           uint32_t* pulLongueurSignificative);
 
+namespace mc {
+// The date check of MC_bEstDateChaineValide for a string of usLongueur characters (its length as
+// that check takes it, in 16 bits): 6, 8 and 12 are checked as dates, any other length passes.
+int32_t date_selon_longueur(const char* pcDate, uint16_t usLongueur);
+// bChaineCtrlFormat without its copy and its trace lines: the characters before the value's
+// first zero byte (within ulLongueur) are checked, as in the NUL-terminated copy.
+bool type_valide(const char* pcValeur, uint32_t ulLongueur, int8_t cType,
+                 uint32_t* pulLongueurSignificative);
+}  // namespace mc
+
 #endif  // MC_CHECKS_MCOUTILS_H

@@ -187,6 +187,57 @@ int32_t bChaineCtrlFormat(const char* pcValeur, uint32_t ulLongueur, int8_t cTyp
   return bResultat;
 }
 
+namespace {
+// True when every character before the first zero of the ulLongueur bytes has one of the classes
+// of usMasque in the platform's table (blanks pass when bBlanc), the classes est_chiffre and
+// est_majuscule test, read once for the whole value.
+constexpr auto kChiffre = static_cast<unsigned short>(_ISdigit);
+constexpr auto kMajuscule = static_cast<unsigned short>(_ISupper);
+
+bool tous(const char* pc, uint32_t ulLongueur, unsigned short usMasque, bool bBlanc) {
+  const unsigned short* const pusClasses = *__ctype_b_loc();
+  for (uint32_t i = 0; i < ulLongueur && pc[i] != '\0'; ++i) {
+    if ((pusClasses[classe(pc[i])] & usMasque) == 0 && !(bBlanc && est_blanc(pc[i]))) {
+      return false;
+    }
+  }
+  return true;
+}
+}  // namespace
+
+bool mc::type_valide(const char* pcValeur, uint32_t ulLongueur, int8_t cType,
+                     uint32_t* pulLongueurSignificative) {
+  bool bOk = true;
+  uint32_t ulSignificative = ulLongueur;
+  switch (cType) {
+    case kTypeDate:
+      bOk = tous(pcValeur, ulLongueur, kChiffre, false);
+      if (bOk) {
+        const auto* pcZero = static_cast<const char*>(memchr(pcValeur, '\0', ulLongueur));
+        const auto ulChaine = static_cast<uint32_t>(pcZero != nullptr ? pcZero - pcValeur : ulLongueur);
+        bOk = date_selon_longueur(pcValeur, static_cast<uint16_t>(ulChaine)) != 0;
+      }
+      break;
+    case kTypeAlphaNumerique:
+      bOk = tous(pcValeur, ulLongueur, kChiffre | kMajuscule, true);
+      ulSignificative = sans_blancs_finaux(pcValeur, ulLongueur);
+      break;
+    case kTypeAlphabetique:
+      bOk = tous(pcValeur, ulLongueur, kMajuscule, true);
+      ulSignificative = sans_blancs_finaux(pcValeur, ulLongueur);
+      break;
+    case kTypeNumerique:
+      bOk = tous(pcValeur, ulLongueur, kChiffre, false);
+      break;
+    default:
+      break;
+  }
+  if (bOk) {
+    *pulLongueurSignificative = ulSignificative;
+  }
+  return bOk;
+}
+
 extern "C" MC_API int32_t MC_bReduireChaineCtrl(const char* pcValeur, char** ppcReduite,
                                                 uint32_t ulLongueur, int8_t cType,
                                                 uint32_t* pulLongueurReduite) {

@@ -148,6 +148,20 @@ int32_t bOUTILSEstDateValide(uint16_t usAnnee, uint8_t ucMois, uint8_t ucJour, u
   return bResultat;
 }
 
+int32_t mc::date_selon_longueur(const char* pcDate, uint16_t usLongueur) {
+  switch (usLongueur) {
+    case 6:
+      return bOUTILSEstDate6(pcDate);
+    case 8:
+      return bOUTILSEstDate8(pcDate);
+    case 12:
+      return bOUTILSEstDate12(pcDate);
+    default:
+      // Kept: a string of any other length, the empty string included, is not rejected here.
+      return 1;
+  }
+}
+
 extern "C" MC_API int32_t MC_bEstDateChaineValide(const char* pcDate) {
   MC_TRACE(mc::kModule, mc::kTrcOutils, MC_TRACE_ENTREE, "MC_bEstDateChaineValide");
   const auto sLongueurDate = static_cast<uint16_t>(strlen(pcDate));
@@ -157,21 +171,7 @@ extern "C" MC_API int32_t MC_bEstDateChaineValide(const char* pcDate) {
     MC_TRACE(mc::kModule, mc::kTrcOutils, MC_TRACE_DETAIL, "pcDate[i]= %u",
              static_cast<unsigned>(static_cast<unsigned char>(pcDate[i])));
   }
-  // Kept: a string of any other length, the empty string included, is not rejected here.
-  int32_t bResultat = 1;
-  switch (sLongueurDate) {
-    case 6:
-      bResultat = bOUTILSEstDate6(pcDate);
-      break;
-    case 8:
-      bResultat = bOUTILSEstDate8(pcDate);
-      break;
-    case 12:
-      bResultat = bOUTILSEstDate12(pcDate);
-      break;
-    default:
-      break;
-  }
+  const int32_t bResultat = mc::date_selon_longueur(pcDate, sLongueurDate);
   MC_TRACE(mc::kModule, mc::kTrcOutils, MC_TRACE_SORTIE, "MC_bEstDateChaineValide");
   return bResultat;
 }

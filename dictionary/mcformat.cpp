@@ -4,6 +4,7 @@
 
 #include "checks/mcoutils.h"
 #include "common/mcholder.h"
+#include "dictionary/mcindex.h"
 #include "runtime/mcmemoir.h"
 #include "runtime/mctrace.h"
 
@@ -31,9 +32,9 @@ uint16_t code_champ(uint16_t usBase, uint16_t usNbChamps, uint16_t usNumChamp) {
 // since ulRefusAvant was read.
 bool faute_de_memoire(uint32_t ulRefusAvant) { return mc::allocations_refusees() != ulRefusAvant; }
 
-// The value of a field as a NUL-terminated text, for the detail line, given back at once. The
-// copy is taken whether or not a trace file is open: the allocator's running count includes it.
-// False when the heap refused the copy.
+// The value of a field as a NUL-terminated text, for the detail line, given back at once (the
+// untraced control adds the same request to the running count without allocating). False when
+// the heap refused the copy.
 bool tracer_valeur(const unsigned char* pucValeur, uint32_t ulLongueur) {
   if (ulLongueur == UINT32_MAX) {
     return true;  // no room for the zero
@@ -90,6 +91,10 @@ uint16_t valeur_autorisee(uint16_t usCodeGroupe, uint16_t usNumChamp,
 }  // namespace
 
 extern "C" MC_API uint16_t MC_usControlerFormatZoneMemoire(uint16_t usZone) {
+  if (mc::g_fichierTrace == nullptr) {
+    // The same answers without allocating; the requests below are accounted all the same.
+    return mc::controler_format_sans_trace(usZone);
+  }
   MC_TRACE(kModule, kTrcFormat, MC_TRACE_ENTREE, "%s", kNom);
   uint16_t* pusListe = nullptr;
   uint16_t usNbGroupes = 0;

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "dictionary/mcindex.h"
 #include "runtime/mctrace.h"
 #include "tablefile/mcfichie.h"
 
@@ -38,17 +39,6 @@ uint32_t s_ulPlaceGrp = 0;
 uint32_t s_ulPlaceChp = 0;
 uint32_t s_ulPlaceVal = 0;
 
-uint32_t lignes_groupes() { return std::min(g_ulNbTabGrp, s_ulPlaceGrp); }
-uint32_t lignes_champs() { return std::min(g_ulNbTabChp, s_ulPlaceChp); }
-uint32_t lignes_valeurs() { return std::min(g_ulNbTabVal, s_ulPlaceVal); }
-
-// The group table is searched as if a spare entry that never matches followed it: entries at
-// or past the count are never read, so an absent code ends every search without touching memory
-// outside the table.
-bool groupe_correspond(uint32_t ulPosition, uint16_t usCodeGroupe) {
-  return g_stTabGrp != nullptr && ulPosition < lignes_groupes() &&
-         g_stTabGrp[ulPosition].usCodeGroupe == usCodeGroupe;
-}
 
 // Bytes from the stream's position to the end of the file, measured now without moving it nor
 // writing a trace line; 0 when the slot is not open or the file is not a regular file.
@@ -87,6 +77,7 @@ uint32_t place_table(uint32_t ulNbLignes, uint64_t ullPossibles) {
 // as empty; null when the heap refuses.
 template <typename T>
 T* allouer_table(uint32_t ulPlace) {
+  mc::invalider_index();  // the new table may take the address of one given back
   const uint64_t ullTaille = uint64_t{ulPlace} * sizeof(T);
   if (ullTaille > UINT32_MAX) {
     return nullptr;
@@ -159,6 +150,12 @@ uint16_t resultat_suppression(const char* pcSortie, bool bCharge) {
 }
 
 }  // namespace
+
+namespace mc {
+uint32_t lignes_groupes() { return std::min(g_ulNbTabGrp, s_ulPlaceGrp); }
+uint32_t lignes_champs() { return std::min(g_ulNbTabChp, s_ulPlaceChp); }
+uint32_t lignes_valeurs() { return std::min(g_ulNbTabVal, s_ulPlaceVal); }
+}  // namespace mc
 
 namespace {
 
@@ -273,7 +270,7 @@ extern "C" MC_API uint16_t MC_usDonnerListeGroupes(uint16_t** ppusGroupes, uint1
                          ? nullptr
                          : static_cast<uint16_t*>(MC_Allouer(static_cast<uint32_t>(ullTaille)));
   if (pusGroupes != nullptr) {
-    const uint32_t ulLues = g_stTabGrp != nullptr ? lignes_groupes() : 0;
+    const uint32_t ulLues = g_stTabGrp != nullptr ? mc::lignes_groupes() : 0;
     for (uint32_t ul = 0; ul < ulNbGroupes; ++ul) {
       // Rows that a failed load never reached are empty.
       pusGroupes[ul] = ul < ulLues ? g_stTabGrp[ul].usCodeGroupe : 0;
@@ -302,23 +299,15 @@ extern "C" MC_API uint16_t MC_usDonnerInformationChamp(uint16_t usCodeGroupe,
                                                        MC_InformationChamp** ppsInfos,
                                                        uint16_t* pusNbChamps) {
   MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usDonnerInformationChamp ");
-  // The position is 16-bit: a code that no entry holds brings it back to 0, and only that
-  // is the failure.
-  uint16_t usPosition = 0;
-  while (!groupe_correspond(usPosition, usCodeGroupe)) {
-    ++usPosition;
-    if (usPosition == 0 || usPosition >= g_ulNbTabGrp) {
-      usPosition = 0;
-      break;
-    }
-  }
-  if (!groupe_correspond(usPosition, usCodeGroupe)) {
+  // The search runs with a 16-bit position: a first entry past 65535 is never reached.
+  uint32_t ulPosition = 0;
+  if (!mc::premier_groupe(usCodeGroupe, &ulPosition) || ulPosition > UINT16_MAX) {
     MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR,
              "MC_usDonnerInformationChamp=ERREUR GROUPE CHAMP ABSENT ");
     MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usDonnerInformationChamp ");
     return MC_ERR_FIN;
   }
-  const MC_GroupeDictionnaire& sGroupe = g_stTabGrp[usPosition];
+  const MC_GroupeDictionnaire& sGroupe = g_stTabGrp[ulPosition];
   uint16_t usResultat = MC_CR_OK;
   auto* psInfos = static_cast<MC_InformationChamp*>(
       MC_Allouer(static_cast<uint32_t>(sGroupe.usNbChamps) * sizeof(MC_InformationChamp)));
@@ -333,7 +322,7 @@ extern "C" MC_API uint16_t MC_usDonnerInformationChamp(uint16_t usCodeGroupe,
   } else {
     for (uint16_t us = 0; us < sGroupe.usNbChamps && usResultat == MC_CR_OK; ++us) {
       const uint32_t ulChamp = static_cast<uint32_t>(sGroupe.usPremierChamp) + us;
-      if (g_stTabChp == nullptr || ulChamp >= lignes_champs()) {
+      if (g_stTabChp == nullptr || ulChamp >= mc::lignes_champs()) {
         // A group whose fields lie outside the field table: the file was inconsistent.
         usResultat = MC_ERR_FIN;
         break;
@@ -364,34 +353,16 @@ extern "C" MC_API uint16_t MC_usDonnerInformationChamp(uint16_t usCodeGroupe,
 extern "C" MC_API uint16_t MC_usDonnerChampValeur(uint16_t usCodeGroupe, uint8_t ucNumChamp,
                                                   uint8_t ucNumValeur, char** ppcValeur) {
   MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usDonnerChampValeur");
-  // Positions run to the count itself: the comparison there meets the spare entry, which never
-  // matches. After a match the position is one past the entry found.
+  // Kept: the search also compares the entry one past the end; that spare entry never matches.
   uint32_t ulPosition = 0;
-  bool bTrouve = false;
-  do {
-    bTrouve = groupe_correspond(ulPosition, usCodeGroupe);
-    ++ulPosition;
-  } while (!bTrouve && ulPosition <= g_ulNbTabGrp);
-  if (!bTrouve) {
-    ulPosition = 0;
-  }
   uint16_t usResultat = MC_CR_OK;
-  const char* pcValeur = nullptr;
-  if (ulPosition == 0) {
+  if (!mc::premier_groupe(usCodeGroupe, &ulPosition)) {
     usResultat = MC_ERR_FIN;
     MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "usResultat = 0x%04x",
              static_cast<unsigned>(usResultat));
   } else {
-    const MC_GroupeDictionnaire& sGroupe = g_stTabGrp[ulPosition - 1];
     // Kept: neither number is checked against the group's or the field's counts.
-    const auto usChamp = static_cast<uint16_t>(sGroupe.usPremierChamp + ucNumChamp - 1);
-    if (g_stTabChp != nullptr && usChamp < lignes_champs()) {
-      const auto usValeur =
-          static_cast<uint16_t>(g_stTabChp[usChamp].usPremiereValeur + ucNumValeur - 1);
-      if (g_cTabVal != nullptr && usValeur < lignes_valeurs()) {
-        pcValeur = g_cTabVal[usValeur];
-      }
-    }
+    const char* pcValeur = mc::valeur_du_champ(g_stTabGrp[ulPosition], ucNumChamp, ucNumValeur);
     if (pcValeur == nullptr) {
       // Indexes outside the tables: the file was inconsistent.
       usResultat = MC_ERR_FIN;
@@ -417,7 +388,7 @@ extern "C" MC_API uint16_t MC_usDonnerChampValeur(uint16_t usCodeGroupe, uint8_t
 namespace mc::testing {
 void reset_dictionnaire() {
   if (g_cTabVal != nullptr) {
-    for (uint32_t ul = 0; ul < lignes_valeurs(); ++ul) {
+    for (uint32_t ul = 0; ul < mc::lignes_valeurs(); ++ul) {
       MC_Liberer(g_cTabVal[ul]);
     }
   }
@@ -429,6 +400,7 @@ void reset_dictionnaire() {
 void installer_dictionnaire(const MC_GroupeDictionnaire* psGroupes, uint32_t ulNbGroupes,
                             const MC_ChampDictionnaire* psChamps, uint32_t ulNbChamps,
                             const char* const* ppcValeurs, uint32_t ulNbValeurs) {
+  mc::invalider_index();
   g_stTabGrp = static_cast<MC_GroupeDictionnaire*>(
       MC_Allouer(ulNbGroupes * static_cast<uint32_t>(sizeof(MC_GroupeDictionnaire))));
   if (ulNbGroupes != 0) {

@@ -17,6 +17,14 @@ uint16_t usSupprTabGroupe();
 uint16_t usSupprTabChamp();
 uint16_t usSupprTabValeur();
 
+namespace mc {
+// Rows that can be read behind each table pointer: the count, or fewer when a load the file
+// could not satisfy left less room than it announced.
+uint32_t lignes_groupes();
+uint32_t lignes_champs();
+uint32_t lignes_valeurs();
+}  // namespace mc
+
 namespace mc::testing {
 // Empties the three tables (the value strings too) and sets the counts back to 0.
 void reset_dictionnaire();

@@ -35,6 +35,13 @@ uint32_t memoire_allouee() { return ulMemAllouee; }
 uint32_t memoire_max() { return ulMaxAlloue; }
 uint32_t allocations_refusees() { return s_nbRefus; }
 
+void compter_sans_allouer(uint32_t ulTaille) {
+  ulMemAllouee += ulTaille;
+  if (ulMemAllouee > ulMaxAlloue) {
+    ulMaxAlloue = ulMemAllouee;
+  }
+}
+
 namespace testing {
 void reset_memoire() {
   ulMemAllouee = 0;
@@ -129,10 +136,7 @@ extern "C" MC_API void* MC_Allouer(uint32_t ulTaille) {
     MC_TRACE(mc::kModule, mc::kTrcInit, MC_TRACE_ERREUR, "MC_Allouer memoire insuffisante");
   }
   // Kept: a refused request is counted too; the count is a total of requests.
-  mc::ulMemAllouee += ulTaille;
-  if (mc::ulMemAllouee > mc::ulMaxAlloue) {
-    mc::ulMaxAlloue = mc::ulMemAllouee;
-  }
+  mc::compter_sans_allouer(ulTaille);
   MC_TRACE(mc::kModule, mc::kTrcInit, MC_TRACE_SORTIE, "Taille Memoire cumulee = %lu",
            static_cast<unsigned long>(mc::ulMemAllouee));
   return pvBloc;

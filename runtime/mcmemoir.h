@@ -17,6 +17,10 @@ uint32_t memoire_max();
 // plain failure from a query can tell a shortage of memory from a refusal of its input.
 uint32_t allocations_refusees();
 
+// Adds ulTaille to both private counters exactly as an MC_Allouer of that size does, without
+// allocating or tracing: for the paths that account the requests they no longer make.
+void compter_sans_allouer(uint32_t ulTaille);
+
 // malloc for the library's own untraced buffers (the INI layer's): not accounted in the counters
 // above, but counted and failed by the test hooks below like MC_Allouer. Freed with free().
 void* allouer_non_compte(size_t taille);

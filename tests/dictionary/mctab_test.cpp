@@ -1,5 +1,6 @@
 // mctab_test.cpp -- the dictionary tables: the record layout, the three queries on tables filled
 // in place, the loaders on table files written with the library's writer, and the freeing.
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <string>
@@ -196,13 +197,52 @@ TEST_F(Dictionnaire, ChampValeurLastGroupIsFoundAndAbsentIsNot) {
   EXPECT_EQ("  MC_usDonnerChampValeur usResultat = 0xf805", lignes[3]);
 }
 
-TEST_F(Dictionnaire, DuplicateCodeAnswersFirstEntry) {
-  remplir({{0x0100, 1, 1}, {0x0100, 0, 1}}, {champ(0, 0, 0, 'A', 0, 0, 1), champ(0, 0, 0, 'A', 0, 1, 1)},
-          {"premier", "second"});
-  char* pcValeur = nullptr;
-  ASSERT_CODE(0, MC_usDonnerChampValeur(0x0100, 1, 1, &pcValeur));
-  EXPECT_STREQ("second", pcValeur);
-  MC_Liberer(pcValeur);
+TEST_F(Dictionnaire, QueriesAnswerTheFirstEntryOfACodeAtAnySize) {
+  // Field j has one value, "v<j>". Entry i holds code (i + shift) % 50000 below 65536 (so codes
+  // come twice past 50000 entries) and 60000 + i % 3 above; its fields start at i % 97, i % 5 of
+  // them. Each size is loaded twice with other codes, as a reload at the same address would be.
+  std::vector<MC_ChampDictionnaire> champs;
+  std::vector<std::string> valeurs;
+  for (uint16_t j = 0; j < 110; ++j) {
+    champs.push_back(champ(0, 0, 0, 'A', 0, j, 1));
+    valeurs.push_back("v" + std::to_string(j));
+  }
+  for (const uint32_t taille : {0u, 1u, 1000u, 70000u}) {
+    for (const uint32_t decalage : {0u, 7u}) {
+      std::vector<MC_GroupeDictionnaire> groupes;
+      for (uint32_t i = 0; i < taille; ++i) {
+        const uint32_t code = i < 0x10000 ? (i + decalage) % 50000 : 60000 + i % 3;
+        groupes.push_back({static_cast<uint16_t>(code), static_cast<uint16_t>(i % 97),
+                           static_cast<uint16_t>(i % 5)});
+      }
+      mc::testing::reset_dictionnaire();
+      remplir(groupes, champs, valeurs);
+      for (const uint16_t code : {0, 1, 7, 999, 15535, 15536, 49999, 50000, 60000, 60002, 65535}) {
+        SCOPED_TRACE(std::to_string(taille) + "/" + std::to_string(decalage) + ": " +
+                     std::to_string(code));
+        const auto premier = std::find_if(groupes.begin(), groupes.end(),
+                                          [code](const auto& g) { return g.usCodeGroupe == code; });
+        const auto position = static_cast<size_t>(premier - groupes.begin());
+        MC_InformationChamp* psInfos = nullptr;
+        uint16_t usNombre = 0xFFFF;
+        char* pcValeur = nullptr;
+        const uint16_t usInfo = MC_usDonnerInformationChamp(code, &psInfos, &usNombre);
+        const uint16_t usValeur = MC_usDonnerChampValeur(code, 1, 1, &pcValeur);
+        if (premier == groupes.end()) {
+          EXPECT_CODE(MC_ERR_FIN, usInfo);
+          EXPECT_CODE(MC_ERR_FIN, usValeur);
+          continue;
+        }
+        // Kept: the field information's 16-bit position never reaches an entry past 65535.
+        EXPECT_CODE(position <= 0xFFFF ? 0 : MC_ERR_FIN, usInfo);
+        EXPECT_EQ(position <= 0xFFFF ? premier->usNbChamps : 0xFFFF, usNombre);
+        EXPECT_CODE(0, usValeur);
+        EXPECT_EQ("v" + std::to_string(premier->usPremierChamp), pcValeur);
+        MC_Liberer(psInfos);
+        MC_Liberer(pcValeur);
+      }
+    }
+  }
 }
 
 TEST_F(Dictionnaire, IndexesOutsideTablesAreRefused) {

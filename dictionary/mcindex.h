@@ -1,0 +1,35 @@
+// mcindex.h -- internal side of the dictionary index (the first entry of each group code) and of
+// the format control while tracing is off.
+#ifndef MC_DICTIONARY_MCINDEX_H
+#define MC_DICTIONARY_MCINDEX_H
+
+#include <cstdint>
+
+#include "mc.h"
+
+namespace mc {
+
+// The position of the first entry of the group table that holds usCodeGroupe: false when none
+// does, entries at or past the count never being read. Constant time through an index built at
+// first need and built again once the group or value table's address or count changes or a
+// table is loaded.
+bool premier_groupe(uint16_t usCodeGroupe, uint32_t* pulPosition);
+
+// A table was loaded (possibly at the address of the one before): the next lookup builds the
+// index again.
+void invalider_index();
+
+// The allowed value ucNumValeur of the field ucNumChamp of a group (both from 1, computed in 16
+// bits and checked against nothing but the tables' ends), as MC_usDonnerChampValeur reads it;
+// null when the indexes fall outside the tables or the entry is empty. *pusIndex (may be null)
+// gets the value's index.
+const char* valeur_du_champ(const MC_GroupeDictionnaire& sGroupe, uint8_t ucNumChamp,
+                            uint8_t ucNumValeur, uint16_t* pusIndex = nullptr);
+
+// MC_usControlerFormatZoneMemoire while no trace file is open: the same code, the same cursor
+// and the same requests added to the accounted memory, without allocating anything.
+uint16_t controler_format_sans_trace(uint16_t usZone);
+
+}  // namespace mc
+
+#endif  // MC_DICTIONARY_MCINDEX_H
