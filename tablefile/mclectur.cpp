@@ -193,10 +193,9 @@ uint16_t rechercher_table(FichierBinaire& s, uint16_t usNumFichierBinaire, const
   if (pcNomTable == nullptr || psEnteteTable == nullptr) {
     return MC_ERR_ARGUMENT;
   }
-  FichierBinaire* ps = &s;
   uint16_t usCr = MC_CR_OK;
   const uint32_t ulFinZone = taille_donnees(s);
-  const long lDebut = ftell(ps->pFichier);
+  const long lDebut = ftell(s.pFichier);
   if (lDebut < 0) {
     usCr = MC_ERR_FIN_FICHIER;
   }
@@ -210,7 +209,7 @@ uint16_t rechercher_table(FichierBinaire& s, uint16_t usNumFichierBinaire, const
     usCr = usLireEnteteFichierBinaire(s, usNumFichierBinaire, &sEntete);
   };
   while (usCr == MC_CR_OK && !bTrouve && !bArret) {
-    const long lPosition = ftell(ps->pFichier);
+    const long lPosition = ftell(s.pFichier);
     if (lPosition < 0) {
       usCr = MC_ERR_FIN_FICHIER;
       break;
@@ -227,12 +226,12 @@ uint16_t rechercher_table(FichierBinaire& s, uint16_t usNumFichierBinaire, const
         if (strcmp(psEnteteTable->szNomTable, pcNomTable) == 0) {
           bTrouve = true;
         } else {
-          if (!sauter_donnees(ps->pFichier, psEnteteTable->ulTailleDonnees)) {
+          if (!sauter_donnees(s.pFichier, psEnteteTable->ulTailleDonnees)) {
             usCr = MC_ERR_FIN_FICHIER;
           }
         }
       }
-      if (feof(ps->pFichier) != 0) {
+      if (feof(s.pFichier) != 0) {
         if (!bEnroule) {
           enrouler();
         } else if (lPosition > lDebut) {
