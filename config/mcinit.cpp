@@ -9,7 +9,7 @@
 #include "dictionary/mctab.h"
 #include "runtime/mcmemoir.h"
 #include "runtime/mctrace.h"
-#include "tablefile/mcfichie.h"
+#include "tablefile/mcslot.h"
 
 extern "C" {
 // Kept: declared for the clients, never set; start-up keeps its directories to itself.

@@ -1,5 +1,7 @@
 // mcecritu.cpp -- writing a binary table file: the file header, table headers and their data
 // sizes, the typed values, and the packed-decimal doubles.
+#include "tablefile/mcecritu.h"
+
 #include <climits>
 #include <cmath>
 #include <cstdint>
@@ -9,22 +11,20 @@
 
 #include "common/mcbytes.h"
 #include "runtime/mctrace.h"
-#include "tablefile/mcfichie.h"
+#include "tablefile/mcflux.h"
+#include "tablefile/mcslot.h"
 
 namespace mc {
 namespace {
 
 constexpr size_t kChiffresDouble = 14;  // digit positions of a packed double
 constexpr uint8_t kDemiPoint = 0xF;     // the decimal point's half-byte
+constexpr char kCRC16_FICTIF[] = "0000";  // provisional control value of every file
 
-bool en_ecriture(const FichierBinaire* ps) { return ps->usEcriture == 1 && ps->usLecture == 0; }
-
-// Slot lookup and write-mode check; the header operations trace a refused mode.
-// 0, 0xF807, 0xF811.
-uint16_t fichier_en_ecriture(uint16_t usNum, FichierBinaire** pps, bool bTracer = false) {
-  const uint16_t usCr = usRechercherFichier(usNum, pps);
-  if (usCr != MC_CR_OK || en_ecriture(*pps)) {
-    return usCr;
+// The write-mode check; the header operations trace a refused mode. 0, 0xF811.
+uint16_t mode_ecriture(const FichierBinaire& s, bool bTracer = false) {
+  if (en_ecriture(s)) {
+    return MC_CR_OK;
   }
   if (bTracer) {
     MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Le fichier n'est pas en ecriture");
@@ -32,64 +32,132 @@ uint16_t fichier_en_ecriture(uint16_t usNum, FichierBinaire** pps, bool bTracer 
   return MC_ERR_TYPE;
 }
 
-// n units of `taille` bytes in one call. 0, 0xF610.
-uint16_t ecrire(FichierBinaire* ps, const void* pv, size_t taille, size_t n) {
-  // Deviation: once a write failed (a full disk drops a whole buffer), every later write on the
-  // file fails too, so no write reports success for bytes that never reach the file.
-  if (ps->iErreurEcriture != 0) {
-    return MC_ERR_FICHIER;
-  }
-  if (fwrite(pv, taille, n, ps->pFichier) != n) {
-    noter_erreur_ecriture(ps);
-    return MC_ERR_FICHIER;
-  }
-  return MC_CR_OK;
-}
-uint16_t ecrire(FichierBinaire* ps, const uint8_t* puc, size_t n) { return ecrire(ps, puc, 1, n); }
-
-// A positioning of the writers; its failure counts as a failed write. true: done.
-bool positionner(FichierBinaire* ps, long lPosition, int iOrigine) {
-  if (fseek(ps->pFichier, lPosition, iOrigine) == 0) {
-    return true;
-  }
-  noter_erreur_ecriture(ps);
-  return false;
+// Slot lookup and write-mode check of an exported writer. 0, 0xF807, 0xF811.
+uint16_t fichier_en_ecriture(uint16_t usNum, FichierBinaire** pps, bool bTracer = false) {
+  const uint16_t usCr = usRechercherFichier(usNum, pps);
+  return usCr != MC_CR_OK ? usCr : mode_ecriture(**pps, bTracer);
 }
 
-// An integer of sizeof(T) big-endian bytes between its entry and exit lines, named pcNom; the
-// signed forms write the same bits, and the counter grows whether or not the write works.
+// An integer of sizeof(T) big-endian bytes; the signed forms write the same bits, and the
+// counter grows whether or not the write works. 0, 0xF610, 0xF811.
 template <typename T>
-uint16_t ecrire_valeur(const char* pcNom, uint16_t usNum, T valeur) {
+uint16_t ecrire_valeur(FichierBinaire& s, T valeur) {
   static_assert(std::is_integral_v<T> && sizeof(T) <= 4);
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "%s", pcNom);
-  FichierBinaire* ps = nullptr;
-  uint16_t usCr = fichier_en_ecriture(usNum, &ps);
+  uint16_t usCr = mode_ecriture(s);
   if (usCr == MC_CR_OK) {
     const auto ulValeur = static_cast<uint32_t>(static_cast<std::make_unsigned_t<T>>(valeur));
     uint8_t auc[sizeof(T)];
     for (size_t i = 0; i < sizeof auc; ++i) {
       auc[i] = static_cast<uint8_t>(ulValeur >> (8 * (sizeof auc - 1 - i)));
     }
-    ps->ulCompteurOctets += static_cast<uint32_t>(sizeof auc);
-    usCr = ecrire(ps, auc, sizeof auc);
+    s.ulCompteurOctets += static_cast<uint32_t>(sizeof auc);
+    usCr = ecrire(s, auc, sizeof auc);
   }
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "%s", pcNom);
   return usCr;
 }
 
+// An exported integer writer named pcNom: its lines, the lookup, the value.
+template <typename T>
+uint16_t ecrire_valeur_par_numero(const char* pcNom, uint16_t usNum, T valeur) {
+  return sur_numero(pcNom, usNum, [&](FichierBinaire& s) { return ecrire_valeur(s, valeur); });
+}
+
 // A field of ulNombre units of `taille` bytes, as they lie in memory; the counter grows only after
-// a complete write. 0, 0xF610, 0xF802 (no buffer), 0xF807, 0xF811.
-uint16_t ecrire_champ(uint16_t usNum, const void* pvBuffer, size_t taille, uint32_t ulNombre) {
-  FichierBinaire* ps = nullptr;
-  uint16_t usCr = fichier_en_ecriture(usNum, &ps);
+// a complete write. 0, 0xF610, 0xF802 (no buffer), 0xF811.
+uint16_t ecrire_champ(FichierBinaire& s, const void* pvBuffer, size_t taille, uint32_t ulNombre) {
+  uint16_t usCr = mode_ecriture(s);
   if (usCr == MC_CR_OK && pvBuffer == nullptr && ulNombre != 0) {
     usCr = MC_ERR_ARGUMENT;
   }
   if (usCr == MC_CR_OK && ulNombre != 0) {
-    usCr = ecrire(ps, pvBuffer, taille, ulNombre);
+    usCr = ecrire(s, pvBuffer, taille, ulNombre);
     if (usCr == MC_CR_OK) {
-      ps->ulCompteurOctets += static_cast<uint32_t>(taille * ulNombre);
+      s.ulCompteurOctets += static_cast<uint32_t>(taille * ulNombre);
     }
+  }
+  return usCr;
+}
+
+// The table header: the name's first 10 bytes, the size to patch, the record count; the counter
+// is reset whatever happens. 0, 0xF610, 0xF802, 0xF811.
+uint16_t ecrire_entete_table(FichierBinaire& s, const EnteteTable* psEnteteTable) {
+  uint16_t usCr = mode_ecriture(s, true);
+  if (usCr == MC_CR_OK && psEnteteTable == nullptr) {
+    usCr = MC_ERR_ARGUMENT;
+  }
+  if (usCr == MC_CR_OK) {
+    const long lPosition = ftell(s.pFichier);
+    if (lPosition < 0 || lPosition > INT32_MAX - 10) {
+      noter_erreur_ecriture(s);
+      usCr = MC_ERR_FICHIER;
+    } else {
+      // The name's first 10 bytes as they stand; the size, the reserved word and the three count
+      // bytes go out as 0, whatever the record holds.
+      uint8_t aucEntete[25] = {};
+      memcpy(aucEntete, psEnteteTable->szNomTable, 10);
+      store_be32(aucEntete + 14, psEnteteTable->ulNombreEnregistrements);
+      g_etatFichiers.lPositionTailleTable = static_cast<int32_t>(lPosition + 10);
+      usCr = ecrire(s, aucEntete, sizeof aucEntete);
+    }
+  }
+  s.ulCompteurOctets = 0;
+  return usCr;
+}
+
+// The pending data size, then back to the end of the file whatever happened. 0, 0xF610, 0xF811.
+uint16_t ecrire_taille(FichierBinaire& s) {
+  uint16_t usCr = mode_ecriture(s, true);
+  if (usCr == MC_CR_OK) {
+    if (g_etatFichiers.lPositionTailleTable == 0) {
+      MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Pas d'entete de table de cree");
+      usCr = MC_ERR_TYPE;
+    } else if (!positionner(s, g_etatFichiers.lPositionTailleTable, SEEK_SET)) {
+      MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Probleme de positionnement dans le fichier");
+      usCr = MC_ERR_FICHIER;
+    } else {
+      uint8_t auc[4];
+      store_be32(auc, s.ulCompteurOctets);
+      usCr = ecrire(s, auc, sizeof auc);
+      if (usCr == MC_CR_OK) {
+        s.ulCompteurOctets = 0;
+        g_etatFichiers.lPositionTailleTable = 0;
+      }
+    }
+  }
+  // Whenever the slot was found, in write mode or not, the stream goes back to the end.
+  if (!positionner(s, 0L, SEEK_END)) {
+    MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Probleme de positionnement dans le fichier");
+    usCr = MC_ERR_FICHIER;
+  }
+  return usCr;
+}
+
+// The data size's lines around corps: the entry line is the table header's, kept word for word.
+template <typename F>
+uint16_t traces_taille(uint16_t usNum, F&& corps) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireEnteteTable : usNumFichierBinaire = %d", usNum);
+  const uint16_t usCr = corps();
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireTaille : Code retour = 0x%04x", usCr);
+  return usCr;
+}
+
+// A variable string on a record in write mode: a missing text as the single byte 0, else its
+// length coding and its characters, each as a fixed field with its lines.
+uint16_t ecrire_chaine_variable(FichierBinaire& s, const char* pcTexte) {
+  if (pcTexte == nullptr) {
+    // A missing text is written as an empty one.
+    const uint8_t ucZero = 0;
+    return ecrire_champ_fixe_tracee(s, &ucZero, 1);
+  }
+  const size_t longueur = strlen(pcTexte);
+  if (longueur > UINT32_MAX) {
+    return MC_ERR_ARGUMENT;
+  }
+  unsigned char aucLongueur[5];
+  const size_t nbOctets = stCoderLongueur(static_cast<uint32_t>(longueur), aucLongueur);
+  uint16_t usCr = ecrire_champ_fixe_tracee(s, aucLongueur, static_cast<uint32_t>(nbOctets));
+  if (usCr == MC_CR_OK) {
+    usCr = ecrire_champ_fixe_tracee(s, pcTexte, static_cast<uint32_t>(longueur));
   }
   return usCr;
 }
@@ -112,8 +180,6 @@ int chiffres_entiers(double dAbsolue) {
   }
   return iChiffres;
 }
-
-}  // namespace
 
 bool coder_double(double dValeur, uint8_t pucOctets[8]) {
   if (!std::isfinite(dValeur)) {
@@ -152,22 +218,14 @@ bool coder_double(double dValeur, uint8_t pucOctets[8]) {
   return true;
 }
 
-double decoder_double(const uint8_t pucOctets[8]) {
-  char acTexte[17];  // sign, first digit, fourteen half-bytes, NUL
-  size_t n = 0;
-  if (pucOctets[0] > 15) {
-    acTexte[n++] = '-';
-  }
-  acTexte[n++] = static_cast<char>('0' + (pucOctets[0] & 0x0F));
-  for (size_t i = 2; i < 16; ++i) {
-    const auto ucDemi = static_cast<uint8_t>((i % 2 == 0 ? pucOctets[i / 2] >> 4 : pucOctets[i / 2]) & 0x0F);
-    acTexte[n++] = ucDemi == kDemiPoint ? '.' : static_cast<char>('0' + ucDemi);
-  }
-  if (acTexte[n - 1] == '.') {
-    --n;
-  }
-  acTexte[n] = '\0';
-  return atof(acTexte);
+}  // namespace
+
+uint16_t ecrire_champ_fixe_tracee(FichierBinaire& s, const void* pvBuffer, uint32_t ulLongueur) {
+  return entre_traces("MC_usEcrireChampFixe", [&] { return ecrire_champ(s, pvBuffer, 1, ulLongueur); });
+}
+
+uint16_t ecrire_taille_tracee(FichierBinaire& s, uint16_t usNumFichierBinaire) {
+  return traces_taille(usNumFichierBinaire, [&] { return ecrire_taille(s); });
 }
 
 size_t stCoderLongueur(uint32_t ulLongueur, unsigned char* pucBuffer) {
@@ -198,15 +256,15 @@ size_t stCoderLongueur(uint32_t ulLongueur, unsigned char* pucBuffer) {
   return nbOctets;
 }
 
-uint16_t usEcrireEnteteFichierBinaire(uint16_t usNumFichierBinaire, const EnteteFichierBinaire* psEntete) {
+uint16_t usEcrireEnteteFichierBinaire(FichierBinaire& s, uint16_t usNumFichierBinaire,
+                                      const EnteteFichierBinaire* psEntete) {
   MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "usEcrireEnteteFichierBinaire : usNumFichierBinaire = %d",
            usNumFichierBinaire);
-  FichierBinaire* ps = nullptr;
-  uint16_t usCr = fichier_en_ecriture(usNumFichierBinaire, &ps, true);
+  uint16_t usCr = mode_ecriture(s, true);
   if (usCr == MC_CR_OK && psEntete == nullptr) {
     usCr = MC_ERR_ARGUMENT;
   }
-  if (usCr == MC_CR_OK && !positionner(ps, 0L, SEEK_SET)) {
+  if (usCr == MC_CR_OK && !positionner(s, 0L, SEEK_SET)) {
     MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR,
              "usRechercherFichier : probleme de positionnement en debut de fichier");
     usCr = MC_ERR_FICHIER;
@@ -214,7 +272,7 @@ uint16_t usEcrireEnteteFichierBinaire(uint16_t usNumFichierBinaire, const Entete
   uint8_t aucControle[sizeof kCRC16_FICTIF];  // "0000 "
   memcpy(aucControle, kCRC16_FICTIF, sizeof kCRC16_FICTIF - 1);
   aucControle[sizeof kCRC16_FICTIF - 1] = ' ';
-  if (usCr == MC_CR_OK && ecrire(ps, aucControle, sizeof aucControle) != MC_CR_OK) {
+  if (usCr == MC_CR_OK && ecrire(s, aucControle, sizeof aucControle) != MC_CR_OK) {
     MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "usRechercherFichier : probleme d'ecriture dans le fichier");
     usCr = MC_ERR_FICHIER;
   }
@@ -241,7 +299,7 @@ uint16_t usEcrireEnteteFichierBinaire(uint16_t usNumFichierBinaire, const Entete
     *puc++ = 0x0D;
     *puc++ = 0x0A;
     *puc++ = 0x1A;
-    usCr = ecrire(ps, aucEntete, static_cast<size_t>(puc - aucEntete));
+    usCr = ecrire(s, aucEntete, static_cast<size_t>(puc - aucEntete));
   }
   MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "usEcrireEnteteFichierBinaire : Code retour = 0x%04x",
            usCr);
@@ -259,103 +317,56 @@ extern "C" MC_API uint16_t MC_usEcrireEnteteTable(uint16_t usNumFichierBinaire,
   MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireEnteteTable : usNumFichierBinaire = %d",
            usNumFichierBinaire);
   FichierBinaire* ps = nullptr;
-  uint16_t usCr = mc::fichier_en_ecriture(usNumFichierBinaire, &ps, true);
-  if (usCr == MC_CR_OK && psEnteteTable == nullptr) {
-    usCr = MC_ERR_ARGUMENT;
-  }
+  uint16_t usCr = mc::usRechercherFichier(usNumFichierBinaire, &ps);
   if (usCr == MC_CR_OK) {
-    const long lPosition = ftell(ps->pFichier);
-    if (lPosition < 0 || lPosition > INT32_MAX - 10) {
-      mc::noter_erreur_ecriture(ps);
-      usCr = MC_ERR_FICHIER;
-    } else {
-      // The name's first 10 bytes as they stand; the size, the reserved word and the three count
-      // bytes go out as 0, whatever the record holds.
-      uint8_t aucEntete[25] = {};
-      memcpy(aucEntete, psEnteteTable->szNomTable, 10);
-      mc::store_be32(aucEntete + 14, psEnteteTable->ulNombreEnregistrements);
-      mc::g_etatFichiers.lPositionTailleTable = static_cast<int32_t>(lPosition + 10);
-      usCr = mc::ecrire(ps, aucEntete, sizeof aucEntete);
-    }
-  }
-  if (ps != nullptr) {
-    ps->ulCompteurOctets = 0;
+    usCr = mc::ecrire_entete_table(*ps, psEnteteTable);
   }
   MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireEnteteTable : Code retour = 0x%04x", usCr);
   return usCr;
 }
 
 extern "C" MC_API uint16_t MC_usEcrireTaille(uint16_t usNumFichierBinaire) {
-  // Kept: the entry line is the table header's.
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireEnteteTable : usNumFichierBinaire = %d",
-           usNumFichierBinaire);
-  FichierBinaire* ps = nullptr;
-  uint16_t usCr = mc::fichier_en_ecriture(usNumFichierBinaire, &ps, true);
-  if (usCr == MC_CR_OK) {
-    if (mc::g_etatFichiers.lPositionTailleTable == 0) {
-      MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Pas d'entete de table de cree");
-      usCr = MC_ERR_TYPE;
-    } else if (!mc::positionner(ps, mc::g_etatFichiers.lPositionTailleTable, SEEK_SET)) {
-      MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Probleme de positionnement dans le fichier");
-      usCr = MC_ERR_FICHIER;
-    } else {
-      uint8_t auc[4];
-      mc::store_be32(auc, ps->ulCompteurOctets);
-      usCr = mc::ecrire(ps, auc, sizeof auc);
-      if (usCr == MC_CR_OK) {
-        ps->ulCompteurOctets = 0;
-        mc::g_etatFichiers.lPositionTailleTable = 0;
-      }
-    }
-  }
-  // Whenever the slot was found, in write mode or not, the stream goes back to the end.
-  if (ps != nullptr && !mc::positionner(ps, 0L, SEEK_END)) {
-    MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Probleme de positionnement dans le fichier");
-    usCr = MC_ERR_FICHIER;
-  }
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireTaille : Code retour = 0x%04x", usCr);
-  return usCr;
+  return mc::traces_taille(usNumFichierBinaire, [&] {
+    FichierBinaire* ps = nullptr;
+    const uint16_t usCr = mc::usRechercherFichier(usNumFichierBinaire, &ps);
+    return usCr == MC_CR_OK ? mc::ecrire_taille(*ps) : usCr;
+  });
 }
 
 extern "C" MC_API uint16_t MC_usEcrireUnsignedChar(uint16_t usNumFichierBinaire, uint8_t ucValeur) {
-  return mc::ecrire_valeur("MC_usEcrireUnsignedChar", usNumFichierBinaire, ucValeur);
+  return mc::ecrire_valeur_par_numero("MC_usEcrireUnsignedChar", usNumFichierBinaire, ucValeur);
 }
 
 extern "C" MC_API uint16_t MC_usEcrireSignedChar(uint16_t usNumFichierBinaire, int8_t cValeur) {
-  return mc::ecrire_valeur("MC_usEcrireSignedChar", usNumFichierBinaire, cValeur);
+  return mc::ecrire_valeur_par_numero("MC_usEcrireSignedChar", usNumFichierBinaire, cValeur);
 }
 
 extern "C" MC_API uint16_t MC_usEcrireUnsignedShort(uint16_t usNumFichierBinaire, uint16_t usValeur) {
-  return mc::ecrire_valeur("MC_usEcrireUnsignedShort", usNumFichierBinaire, usValeur);
+  return mc::ecrire_valeur_par_numero("MC_usEcrireUnsignedShort", usNumFichierBinaire, usValeur);
 }
 
 extern "C" MC_API uint16_t MC_usEcrireSignedShort(uint16_t usNumFichierBinaire, int16_t sValeur) {
-  return mc::ecrire_valeur("MC_usEcrireSignedShort", usNumFichierBinaire, sValeur);
+  return mc::ecrire_valeur_par_numero("MC_usEcrireSignedShort", usNumFichierBinaire, sValeur);
 }
 
 extern "C" MC_API uint16_t MC_usEcrireUnsignedLong(uint16_t usNumFichierBinaire, uint32_t ulValeur) {
-  return mc::ecrire_valeur("MC_usEcrireUnsignedLong", usNumFichierBinaire, ulValeur);
+  return mc::ecrire_valeur_par_numero("MC_usEcrireUnsignedLong", usNumFichierBinaire, ulValeur);
 }
 
 extern "C" MC_API uint16_t MC_usEcrireSignedLong(uint16_t usNumFichierBinaire, int32_t lValeur) {
-  return mc::ecrire_valeur("MC_usEcrireSignedLong", usNumFichierBinaire, lValeur);
+  return mc::ecrire_valeur_par_numero("MC_usEcrireSignedLong", usNumFichierBinaire, lValeur);
 }
 
 extern "C" MC_API uint16_t MC_usEcrireDouble(uint16_t usNumFichierBinaire, double dValeur) {
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireDouble");
-  FichierBinaire* ps = nullptr;
   // Kept: no write-mode check; a double goes into any open file.
-  uint16_t usCr = mc::usRechercherFichier(usNumFichierBinaire, &ps);
-  uint8_t auc[8];
-  if (usCr == MC_CR_OK && !mc::coder_double(dValeur, auc)) {
-    usCr = MC_ERR_FICHIER;
-  }
-  if (usCr == MC_CR_OK) {
-    ps->ulCompteurOctets += sizeof auc;
-    usCr = mc::ecrire(ps, auc, sizeof auc);
-  }
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireDouble");
-  return usCr;
+  return mc::sur_numero("MC_usEcrireDouble", usNumFichierBinaire, [&](FichierBinaire& s) -> uint16_t {
+    uint8_t auc[8];
+    if (!mc::coder_double(dValeur, auc)) {
+      return MC_ERR_FICHIER;
+    }
+    s.ulCompteurOctets += sizeof auc;
+    return mc::ecrire(s, auc, sizeof auc);
+  });
 }
 
 extern "C" MC_API uint16_t MC_usEcrireDate(uint16_t usNumFichierBinaire, uint16_t usValeur1,
@@ -364,13 +375,13 @@ extern "C" MC_API uint16_t MC_usEcrireDate(uint16_t usNumFichierBinaire, uint16_
   FichierBinaire* ps = nullptr;
   uint16_t usCr = mc::fichier_en_ecriture(usNumFichierBinaire, &ps);
   if (usCr == MC_CR_OK) {
-    usCr = MC_usEcrireUnsignedShort(usNumFichierBinaire, usValeur1);
+    usCr = mc::entre_traces("MC_usEcrireUnsignedShort", [&] { return mc::ecrire_valeur(*ps, usValeur1); });
   }
   if (usCr == MC_CR_OK) {
-    usCr = MC_usEcrireUnsignedChar(usNumFichierBinaire, ucValeur2);
+    usCr = mc::entre_traces("MC_usEcrireUnsignedChar", [&] { return mc::ecrire_valeur(*ps, ucValeur2); });
   }
   if (usCr == MC_CR_OK) {
-    usCr = MC_usEcrireUnsignedChar(usNumFichierBinaire, ucValeur3);
+    usCr = mc::entre_traces("MC_usEcrireUnsignedChar", [&] { return mc::ecrire_valeur(*ps, ucValeur3); });
   }
   MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireDate");
   return usCr;
@@ -378,19 +389,16 @@ extern "C" MC_API uint16_t MC_usEcrireDate(uint16_t usNumFichierBinaire, uint16_
 
 extern "C" MC_API uint16_t MC_usEcrireChampFixe(uint16_t usNumFichierBinaire, const void* pvBuffer,
                                                 uint32_t ulLongueur) {
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireChampFixe");
-  const uint16_t usCr = mc::ecrire_champ(usNumFichierBinaire, pvBuffer, 1, ulLongueur);
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireChampFixe");
-  return usCr;
+  return mc::sur_numero("MC_usEcrireChampFixe", usNumFichierBinaire,
+                        [&](FichierBinaire& s) { return mc::ecrire_champ(s, pvBuffer, 1, ulLongueur); });
 }
 
 extern "C" MC_API uint16_t MC_usEcrireChampUnicodeFixe(uint16_t usNumFichierBinaire,
                                                        const uint16_t* pusBuffer, uint32_t ulNombre) {
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireChampUnicodeFixe");
   // Kept: the units go out as they lie in memory, not as big-endian integers.
-  const uint16_t usCr = mc::ecrire_champ(usNumFichierBinaire, pusBuffer, sizeof(uint16_t), ulNombre);
-  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireChampUnicodeFixe");
-  return usCr;
+  return mc::sur_numero("MC_usEcrireChampUnicodeFixe", usNumFichierBinaire, [&](FichierBinaire& s) {
+    return mc::ecrire_champ(s, pusBuffer, sizeof(uint16_t), ulNombre);
+  });
 }
 
 extern "C" MC_API uint16_t MC_usEcrireChaineVariable(uint16_t usNumFichierBinaire, const char* pcTexte) {
@@ -398,22 +406,8 @@ extern "C" MC_API uint16_t MC_usEcrireChaineVariable(uint16_t usNumFichierBinair
   // The slot and its write mode come first: a refused file codes no length and writes nothing.
   FichierBinaire* ps = nullptr;
   uint16_t usCr = mc::fichier_en_ecriture(usNumFichierBinaire, &ps);
-  if (usCr == MC_CR_OK && pcTexte == nullptr) {
-    // A missing text is written as an empty one.
-    const uint8_t ucZero = 0;
-    usCr = MC_usEcrireChampFixe(usNumFichierBinaire, &ucZero, 1);
-  } else if (usCr == MC_CR_OK) {
-    const size_t longueur = strlen(pcTexte);
-    if (longueur > UINT32_MAX) {
-      usCr = MC_ERR_ARGUMENT;
-    } else {
-      unsigned char aucLongueur[5];
-      const size_t nbOctets = mc::stCoderLongueur(static_cast<uint32_t>(longueur), aucLongueur);
-      usCr = MC_usEcrireChampFixe(usNumFichierBinaire, aucLongueur, static_cast<uint32_t>(nbOctets));
-      if (usCr == MC_CR_OK) {
-        usCr = MC_usEcrireChampFixe(usNumFichierBinaire, pcTexte, static_cast<uint32_t>(longueur));
-      }
-    }
+  if (usCr == MC_CR_OK) {
+    usCr = mc::ecrire_chaine_variable(*ps, pcTexte);
   }
   MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireChaineVariable");
   return usCr;

@@ -19,7 +19,9 @@
 #include <memory>
 
 #include "runtime/mctrace.h"
-#include "tablefile/mcfichie.h"
+#include "tablefile/mcecritu.h"
+#include "tablefile/mcflux.h"
+#include "tablefile/mcslot.h"
 
 static_assert(sizeof(R_RSA_PUBLIC_KEY) == 260, "RSAREF's public key record is 260 bytes");
 static_assert(sizeof(R_RSA_PRIVATE_KEY) == 708, "RSAREF's private key record is 708 bytes");
@@ -321,85 +323,93 @@ uint16_t calculer_signature(const uint8_t* pucMessage, uint32_t ulLongueur,
   return MC_ERR_MEMOIRE;
 }
 
-uint16_t verifier_signature_fichier(uint16_t usNumFichierBinaire) {
-  return MC_usVerifierSignatureFichier(usNumFichierBinaire);
+namespace {
+
+// The length of the file to sign or check: the exported operations look the number up within
+// the length helper's lines, as that helper does; the release and the opening hand their record.
+// 0, 0xF610.
+uint16_t longueur_par_numero(uint16_t usNum, FichierBinaire** pps, uint32_t* pulLongueur) {
+  return entre_traces("MC_usLongueurFichierBinaire", [&] {
+    return usRechercherFichier(usNum, pps) == MC_CR_OK ? longueur(**pps, pulLongueur) : MC_ERR_FICHIER;
+  });
+}
+uint16_t longueur_enregistrement(FichierBinaire& s, FichierBinaire** pps, uint32_t* pulLongueur) {
+  *pps = &s;
+  return longueur_tracee(s, pulLongueur);
 }
 
-uint16_t ecrire_signature_fichier(uint16_t usNumFichierBinaire, const char* pcFichierCle) {
-  return MC_usEcrireSignatureFichier(usNumFichierBinaire, pcFichierCle);
-}
-
-}  // namespace mc
-
-extern "C" MC_API uint16_t MC_usEcrireSignatureFichier(uint16_t usNumFichierBinaire,
-                                                       const char* pcFichierClePrivee) {
-  MC_TRACE(mc::kModule, mc::kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireSignatureFichier : NumFichier = %d",
+// Signs the file from position 4 to its end with the private key of pcFichierCle and writes the
+// signature at the end; prendre_longueur finds the record and its length.
+template <typename Longueur>
+uint16_t signer(uint16_t usNumFichierBinaire, const char* pcFichierClePrivee, Longueur&& prendre_longueur) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usEcrireSignatureFichier : NumFichier = %d",
            static_cast<int>(usNumFichierBinaire));
   R_RSA_PRIVATE_KEY sCle;
   uint16_t usCode = MC_usLireClePrivee(pcFichierClePrivee, &sCle);
   if (usCode != MC_CR_OK) {
-    MC_TRACE(mc::kModule, mc::kTrcTables, MC_TRACE_ERREUR, "Probleme lors de la lecture de la cle privee");
+    MC_TRACE(kModule, kTrcTables, MC_TRACE_ERREUR, "Probleme lors de la lecture de la cle privee");
   }
+  FichierBinaire* ps = nullptr;
   uint32_t ulLongueur = 0;
   if (usCode == MC_CR_OK) {
-    usCode = MC_usLongueurFichierBinaire(usNumFichierBinaire, &ulLongueur);
+    usCode = prendre_longueur(&ps, &ulLongueur);
     // Deviation: a length outside the range a position can hold signs nothing: 0xF610.
-    if (usCode == MC_CR_OK && (ulLongueur < mc::kDebutSigne || ulLongueur > mc::kPositionMax)) {
+    if (usCode == MC_CR_OK && (ulLongueur < kDebutSigne || ulLongueur > kPositionMax)) {
       usCode = MC_ERR_FICHIER;
     }
   }
   unsigned char* pucContenu = nullptr;
   if (usCode == MC_CR_OK) {
-    usCode = MC_usLireFichierBinaire(usNumFichierBinaire, static_cast<int32_t>(mc::kDebutSigne),
-                                     ulLongueur - mc::kDebutSigne, &pucContenu);
+    usCode = lire_zone_tracee(*ps, static_cast<int32_t>(kDebutSigne), ulLongueur - kDebutSigne, &pucContenu);
     // The read reports the move back only: no buffer means it could not be allocated.
     if (usCode == MC_CR_OK && pucContenu == nullptr) {
       usCode = MC_ERR_FICHIER;
     }
   }
-  uint8_t aucSignature[mc::kLongueurSignature];
+  uint8_t aucSignature[kLongueurSignature];
   if (usCode == MC_CR_OK) {
     // Kept: a failed signing is reported as the bare value 1.
-    usCode = MC_usCalculerSignatureMessage(pucContenu, ulLongueur - mc::kDebutSigne, sCle, aucSignature);
+    usCode = MC_usCalculerSignatureMessage(pucContenu, ulLongueur - kDebutSigne, sCle, aucSignature);
   }
   if (usCode == MC_CR_OK) {
-    if (MC_usPositionnerOffset(usNumFichierBinaire, static_cast<int32_t>(ulLongueur), SEEK_SET) != MC_CR_OK ||
-        MC_usEcrireChampFixe(usNumFichierBinaire, aucSignature, mc::kLongueurSignature) != MC_CR_OK) {
+    if (positionner_offset_tracee(*ps, static_cast<int32_t>(ulLongueur), SEEK_SET) != MC_CR_OK ||
+        ecrire_champ_fixe_tracee(*ps, aucSignature, kLongueurSignature) != MC_CR_OK) {
       usCode = MC_ERR_FICHIER;
     }
   }
   MC_Liberer(pucContenu);
   explicit_bzero(&sCle, sizeof sCle);
-  MC_TRACE(mc::kModule, mc::kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireSignatureFichier : Code retour = 0x%04x",
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usEcrireSignatureFichier : Code retour = 0x%04x",
            static_cast<unsigned>(usCode));
   return usCode;
 }
 
-extern "C" MC_API uint16_t MC_usVerifierSignatureFichier(uint16_t usNumFichierBinaire) {
-  MC_TRACE(mc::kModule, mc::kTrcTables, MC_TRACE_ENTREE, "MC_usVerifierSignatureFichier : NumFichier = %d",
+// Checks the signature of the last 128 bytes over the bytes from position 4 with the library's
+// public key; prendre_longueur finds the record and its length.
+template <typename Longueur>
+uint16_t verifier(uint16_t usNumFichierBinaire, Longueur&& prendre_longueur) {
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usVerifierSignatureFichier : NumFichier = %d",
            static_cast<int>(usNumFichierBinaire));
   R_RSA_PUBLIC_KEY* psCle = MC_LireClePublique();
   uint16_t usCode = psCle != nullptr ? MC_CR_OK : MC_ERR_FICHIER;
+  FichierBinaire* ps = nullptr;
   uint32_t ulLongueur = 0;
   if (usCode == MC_CR_OK) {
-    usCode = MC_usLongueurFichierBinaire(usNumFichierBinaire, &ulLongueur);
+    usCode = prendre_longueur(&ps, &ulLongueur);
     // Deviation: a file too short to hold a signature has nothing to check: 0xF610.
-    if (usCode == MC_CR_OK &&
-        (ulLongueur < mc::kDebutSigne + mc::kLongueurSignature || ulLongueur > mc::kPositionMax)) {
+    if (usCode == MC_CR_OK && (ulLongueur < kDebutSigne + kLongueurSignature || ulLongueur > kPositionMax)) {
       usCode = MC_ERR_FICHIER;
     }
   }
-  const uint32_t ulSigne = ulLongueur - mc::kDebutSigne - mc::kLongueurSignature;
+  const uint32_t ulSigne = ulLongueur - kDebutSigne - kLongueurSignature;
   unsigned char* pucContenu = nullptr;
   unsigned char* pucSignature = nullptr;
   if (usCode == MC_CR_OK) {
-    usCode = MC_usLireFichierBinaire(usNumFichierBinaire, static_cast<int32_t>(mc::kDebutSigne), ulSigne,
-                                     &pucContenu);
+    usCode = lire_zone_tracee(*ps, static_cast<int32_t>(kDebutSigne), ulSigne, &pucContenu);
   }
   if (usCode == MC_CR_OK) {
-    usCode = MC_usLireFichierBinaire(usNumFichierBinaire,
-                                     static_cast<int32_t>(ulLongueur - mc::kLongueurSignature),
-                                     mc::kLongueurSignature, &pucSignature);
+    usCode = lire_zone_tracee(*ps, static_cast<int32_t>(ulLongueur - kLongueurSignature), kLongueurSignature,
+                              &pucSignature);
   }
   // The reads report the move back only: no buffer means it could not be allocated.
   if (usCode == MC_CR_OK && (pucContenu == nullptr || pucSignature == nullptr)) {
@@ -411,9 +421,38 @@ extern "C" MC_API uint16_t MC_usVerifierSignatureFichier(uint16_t usNumFichierBi
   MC_Liberer(psCle);
   MC_Liberer(pucContenu);
   MC_Liberer(pucSignature);
-  MC_TRACE(mc::kModule, mc::kTrcTables, MC_TRACE_SORTIE, "MC_usVerifierSignatureFichier : Code retour = 0x%04x",
+  MC_TRACE(kModule, kTrcTables, MC_TRACE_SORTIE, "MC_usVerifierSignatureFichier : Code retour = 0x%04x",
            static_cast<unsigned>(usCode));
   return usCode;
+}
+
+}  // namespace
+
+uint16_t signer_fichier(FichierBinaire& s, uint16_t usNumFichierBinaire, const char* pcFichierClePrivee) {
+  return signer(usNumFichierBinaire, pcFichierClePrivee, [&](FichierBinaire** pps, uint32_t* pul) {
+    return longueur_enregistrement(s, pps, pul);
+  });
+}
+
+uint16_t verifier_fichier(FichierBinaire& s, uint16_t usNumFichierBinaire) {
+  return verifier(usNumFichierBinaire, [&](FichierBinaire** pps, uint32_t* pul) {
+    return longueur_enregistrement(s, pps, pul);
+  });
+}
+
+}  // namespace mc
+
+extern "C" MC_API uint16_t MC_usEcrireSignatureFichier(uint16_t usNumFichierBinaire,
+                                                       const char* pcFichierClePrivee) {
+  return mc::signer(usNumFichierBinaire, pcFichierClePrivee, [&](mc::FichierBinaire** pps, uint32_t* pul) {
+    return mc::longueur_par_numero(usNumFichierBinaire, pps, pul);
+  });
+}
+
+extern "C" MC_API uint16_t MC_usVerifierSignatureFichier(uint16_t usNumFichierBinaire) {
+  return mc::verifier(usNumFichierBinaire, [&](mc::FichierBinaire** pps, uint32_t* pul) {
+    return mc::longueur_par_numero(usNumFichierBinaire, pps, pul);
+  });
 }
 
 extern "C" MC_API uint16_t MC_usCalculerSignatureMessage(const unsigned char* pucMessage,

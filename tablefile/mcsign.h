@@ -1,11 +1,12 @@
-// mcsign.h -- internal side of the signatures: the public key arrays and the length-aware
-// verification behind MC_usVerifierSignatureMessage.
+// mcsign.h -- signatures: the public key arrays, the signature primitives and the signing and
+// checking of a file whose record the opening and the release hold.
 #ifndef MC_TABLEFILE_MCSIGN_H
 #define MC_TABLEFILE_MCSIGN_H
 
 #include <cstdint>
 
 #include "mc.h"
+#include "tablefile/mcslot.h"
 
 namespace mc {
 
@@ -28,6 +29,11 @@ uint16_t verifier_signature(const uint8_t* pucMessage, uint32_t ulLongueur,
 // (libcrypto out of memory). Nothing is written on failure.
 uint16_t calculer_signature(const uint8_t* pucMessage, uint32_t ulLongueur,
                             const R_RSA_PRIVATE_KEY& sCle, uint8_t* pucSignature);
+
+// MC_usEcrireSignatureFichier and MC_usVerifierSignatureFichier on a record found, their lines
+// naming the number.
+uint16_t signer_fichier(FichierBinaire& s, uint16_t usNumFichierBinaire, const char* pcFichierClePrivee);
+uint16_t verifier_fichier(FichierBinaire& s, uint16_t usNumFichierBinaire);
 
 }  // namespace mc
 

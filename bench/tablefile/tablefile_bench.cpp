@@ -14,7 +14,7 @@
 
 #include "mc.h"
 #include "tablefile/mccrc16.h"
-#include "tablefile/mcfichie.h"
+#include "tablefile/mccrc.h"
 
 namespace {
 

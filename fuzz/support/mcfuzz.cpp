@@ -14,7 +14,7 @@
 #include "config/mcrepconf.h"
 #include "dictionary/mctab.h"
 #include "runtime/mctrace.h"
-#include "tablefile/mcfichie.h"
+#include "tablefile/mcslot.h"
 #include "zone/mczone.h"
 
 namespace mc {

@@ -8,7 +8,7 @@
 
 #include "fuzz/support/mcfuzz.h"
 #include "mc.h"
-#include "tablefile/mcfichie.h"
+#include "tablefile/mcslot.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) {

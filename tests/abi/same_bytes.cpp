@@ -9,7 +9,7 @@
 #include <string>
 
 #include "support/mctest.h"
-#include "tablefile/mcfichie.h"
+#include "tablefile/mcslot.h"
 
 namespace {
 

@@ -12,7 +12,9 @@
 
 #include "support/mctest.h"
 #include "runtime/mcmemoir.h"
-#include "tablefile/mcfichie.h"
+#include "tablefile/mccrc.h"
+#include "tablefile/mcecritu.h"
+#include "tablefile/mcslot.h"
 
 namespace mc::test {
 

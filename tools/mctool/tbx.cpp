@@ -8,7 +8,7 @@
 #include <cstring>
 #include <iostream>
 
-#include "tablefile/mcfichie.h"
+#include "tablefile/mccrc.h"
 #include "tools/mctool/mctool.h"
 
 namespace mctool {
