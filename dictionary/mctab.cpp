@@ -1,8 +1,6 @@
 // mctab.cpp -- the dictionary tables: loading from tablebin.tbx, freeing, and the three queries.
 #include "dictionary/mctab.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -10,7 +8,7 @@
 
 #include "dictionary/mcindex.h"
 #include "runtime/mctrace.h"
-#include "tablefile/mcfichie.h"
+#include "tablefile/mcslot.h"
 
 extern "C" {
 MC_API uint32_t g_ulNbTabGrp = 0;
@@ -40,24 +38,18 @@ uint32_t s_ulPlaceChp = 0;
 uint32_t s_ulPlaceVal = 0;
 
 
-// Bytes from the stream's position to the end of the file, measured now without moving it nor
-// writing a trace line; 0 when the slot is not open or the file is not a regular file.
+// Bytes from the stream's position to the length measured when the file was opened, which no
+// read goes beyond; 0 when the number is not open for reading. No trace lines.
 uint64_t octets_restants(uint16_t usNum) {
-  if (usNum == 0 || usNum > mc::kNbFichiers) {
+  const uint64_t ullFin = mc::longueur_ouverture(usNum);
+  if (ullFin == 0) {
     return 0;
   }
-  const mc::FichierBinaire* psFichier = mc::g_etatFichiers.fichiers[usNum - 1];
-  if (psFichier == nullptr || psFichier == mc::marque_reservation() ||
-      psFichier->pFichier == nullptr) {
+  const off_t lPosition = ftello(mc::g_etatFichiers.fichiers[usNum - 1].psFichier->pFichier);
+  if (lPosition < 0 || static_cast<uint64_t>(lPosition) > ullFin) {
     return 0;
   }
-  struct stat sEtat {};
-  const long lPosition = ftell(psFichier->pFichier);
-  if (lPosition < 0 || fstat(fileno(psFichier->pFichier), &sEtat) != 0 ||
-      !S_ISREG(sEtat.st_mode) || sEtat.st_size < lPosition) {
-    return 0;
-  }
-  return static_cast<uint64_t>(sEtat.st_size - lPosition);
+  return ullFin - static_cast<uint64_t>(lPosition);
 }
 
 // How many rows a load may attempt: a row takes at least ulOctetsLigne bytes of the file, so

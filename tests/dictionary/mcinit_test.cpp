@@ -9,7 +9,7 @@
 #include "common/mcbytes.h"
 #include "demarrage.h"
 #include "runtime/mcmemoir.h"
-#include "tablefile/mcfichie.h"
+#include "tablefile/mccrc.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include "dictionary/dev/mcdicosrc.h"
 #include "dictionary/mctab.h"
 #include "runtime/mcmemoir.h"
-#include "tablefile/mcfichie.h"
+#include "tablefile/mcslot.h"
 #include "support/mctest.h"
 
 namespace {
@@ -431,7 +431,7 @@ TEST_F(Chargement, StreamYieldingMoreThanTheFileHeldStopsAtEndOfFileCode) {
   // The slot's stream swapped for one that never ends: the rows the file's length allowed
   // when the load began (none here) are read, then the load stops.
   ecrire_et_ouvrir(exemple(), {});
-  mc::FichierBinaire* psFichier = mc::g_etatFichiers.fichiers[numero_ - 1];
+  mc::FichierBinaire* psFichier = mc::g_etatFichiers.fichiers[numero_ - 1].psFichier;
   FILE* pOriginal = psFichier->pFichier;
   psFichier->pFichier = std::fopen("/dev/zero", "rb");
   ASSERT_NE(nullptr, psFichier->pFichier);
