@@ -9,6 +9,13 @@
  * - Every function traces its entry, exit, details and errors into the trace file while tracing
  *   is on (MC_usActiverTrace).
  * - No function is thread-safe: all state is process-wide and unguarded.
+ * - Null pointers: the comment of each function taking pointers ends with a "null:" clause
+ *   covering every pointer argument ("*p" is the pointer that p points to). "p 0xF802" (or
+ *   another code): a null p is refused with that code and the work is not done; a zone or file
+ *   number is checked first, other checks that come first are named in parentheses. "p ok, ...":
+ *   null is accepted and means what follows ("not stored": that output is skipped). "p must not
+ *   be null": not checked; a null p is undefined behaviour, usually a crash. "unless ulLongueur
+ *   is 0": a null p is accepted with an empty length and refused otherwise.
  *
  * Valid as C99 and as C++.
  */
@@ -109,27 +116,31 @@ extern "C" {
 
 /* Opens the trace file (modes "w", "wb", "a", "ab") if none is open and registers the pair
  * (module, trace) at level 1 or 2; level 0 closes the file and forgets every pair.
- * 0, 0xF802, 0xD201, 0xD202, 0xD000, 0xFFFF. */
+ * 0, 0xF802, 0xD201, 0xD202, 0xD000, 0xFFFF.
+ * null: pcFichier, pcMode 0xF802 when the file has to be opened, ok (not read) otherwise. */
 MC_API uint16_t MC_usActiverTrace(const char *pcFichier, const char *pcMode, uint16_t usModule,
                                   uint16_t usTrace, uint8_t ucNiveau);
 /* True while the trace file is open. */
 MC_API int32_t MC_bTraceActive(void);
-/* Writes one trace line of the given kind if the pair is registered and visible. */
+/* Writes one trace line of the given kind if the pair is registered and visible.
+ * null: pcFormat ok, nothing written. */
 MC_API void MC_TraceEcrire(uint16_t usModule, uint16_t usTrace, uint16_t usType,
                            const char *pcFormat, ...) MC_PRINTF(4, 5);
-/* MC_TraceEcrire with an already started argument list. */
+/* MC_TraceEcrire with an already started argument list. null: pcFormat ok, nothing written. */
 MC_API void MC_TraceEcrire2(uint16_t usModule, uint16_t usTrace, uint16_t usType,
                             const char *pcFormat, va_list vaArguments) MC_PRINTF(4, 0);
-/* One line "name[i] = 0xhh" a byte, for a pair registered at level 2. */
+/* One line "name[i] = 0xhh" a byte, for a pair registered at level 2.
+ * null: pcNom ok, an empty name; pucDonnees ok, nothing written. */
 MC_API void MC_TraceEcrireBinaire(uint16_t usModule, uint16_t usTrace, const char *pcNom,
                                   const unsigned char *pucDonnees, uint16_t usLongueur);
-/* Opens the trace stream into *ppFichier unless it is already open. 0, 0xF802, 0xD201. */
+/* Opens the trace stream into *ppFichier unless it is already open. 0, 0xF802, 0xD201.
+ * null: ppFichier 0xF802; pcFichier, pcMode 0xF802 unless *ppFichier is already set. */
 MC_API uint16_t MC_usOuvrirTrace(const char *pcFichier, const char *pcMode, FILE **ppFichier);
 /* Writes the end marker and closes the trace file; the close function's result. */
 MC_API uint16_t MC_usFermerTrace(void);
 /* Empties the registration table. */
 MC_API void MC_InitialiserTraces(void);
-/* True and the index of the pair when it is registered. */
+/* True and the index of the pair when it is registered. null: pusIndice ok, not stored. */
 MC_API int32_t MC_bRechercherTrace(uint16_t usModule, uint16_t usTrace, uint16_t *pusIndice);
 /* Registers a pair or changes its level. 0, 0xD202, 0xD000. */
 MC_API uint16_t MC_usAjouterTrace(uint16_t usModule, uint16_t usTrace, uint8_t ucNiveau);
@@ -146,11 +157,13 @@ MC_API extern uint32_t ulMaxAlloue;
 
 /* taille bytes of uninitialised heap memory, or null when the heap refuses. */
 MC_API void *MC_Allouer(uint32_t ulTaille);
-/* Gives back a block from MC_Allouer; null is ignored. */
+/* Gives back a block from MC_Allouer. null: pvBloc ok, nothing done. */
 MC_API void MC_Liberer(void *pvBloc);
-/* Length of an open stream, its position left unchanged. 0, 0xF610, 0xFFFF. */
+/* Length of an open stream, its position left unchanged. 0, 0xF610, 0xFFFF.
+ * null: psFichier, pulLongueur 0xF610. */
 MC_API uint16_t MC_usLongueurFichier(FILE *psFichier, uint32_t *pulLongueur);
-/* A new string "directory/name" (MC_Liberer it). 0, 0xF801. */
+/* A new string "directory/name" (MC_Liberer it). 0, 0xF801, 0xF802.
+ * null: pcRepertoire, pcNom, ppcNomComplet 0xF802. */
 MC_API uint16_t MC_usCreerNomCompletFichier(const char *pcRepertoire, const char *pcNom,
                                             char **ppcNomComplet);
 
@@ -183,18 +196,21 @@ typedef struct ZoneMemoire {
 /* Length coding and sizes. A length below 128 takes one byte; a longer one a byte 0x81..0x84
  * and that many big-endian bytes (255, 65535 and 16777215 take the next size up). */
 
-/* Writes the coded length at offset in *ppucBuffer (no bound checked); the bytes written, 1 to 5. */
+/* Writes the coded length at offset in *ppucBuffer (no bound checked); the bytes written, 1 to 5.
+ * null: ppucBuffer, *ppucBuffer ok, nothing written and 0 returned. */
 MC_API uint32_t MC_stCoderLongueur(uint32_t ulLongueur, uint32_t ulOffset,
                                    unsigned char **ppucBuffer);
-/* Writes a group header (identifier high byte first, coded length); the bytes written, 3 to 7. */
+/* Writes a group header (identifier high byte first, coded length); the bytes written, 3 to 7.
+ * null: ppucBuffer, *ppucBuffer ok, nothing written and 0 returned. */
 MC_API uint32_t MC_stCoderEnteteGroupe(uint16_t usIdentifiant, uint32_t ulLongueur,
                                        uint32_t ulOffset, unsigned char **ppucBuffer);
 /* Reads the length coded at offset, and its size in bytes, within ulTailleBuffer bytes.
- * 0, 0xF810. */
+ * 0, 0xF802, 0xF810. null: pucBuffer, pulLongueur, pulNbOctets 0xF802. */
 MC_API uint32_t MC_stDecoderLongueur(const unsigned char *pucBuffer, uint32_t ulTailleBuffer,
                                      uint32_t ulOffset, uint32_t *pulLongueur,
                                      uint32_t *pulNbOctets);
-/* Reads the group header at offset: identifier, body length, whole header size. 0, 0xF810. */
+/* Reads the group header at offset: identifier, body length, whole header size. 0, 0xF802,
+ * 0xF810. null: pucBuffer, pusIdentifiant, pulLongueur, pulNbOctets 0xF802. */
 MC_API uint16_t MC_usDecoderEnteteGroupe(const unsigned char *pucBuffer, uint32_t ulTailleBuffer,
                                          uint32_t ulOffset, uint16_t *pusIdentifiant,
                                          uint32_t *pulLongueur, uint32_t *pulNbOctets);
@@ -214,16 +230,18 @@ MC_API uint16_t MC_usControlerSyntaxeZoneMemoire(uint16_t usZone);
 
 /* Zone table: numbers 0 to 99. */
 
-/* True and the lowest free zone number stored; false when all 100 are taken. */
+/* True and the lowest free zone number stored; false when all 100 are taken.
+ * null: pusZone ok, not stored. */
 MC_API int32_t MC_bRechercherZoneLibre(uint16_t *pusZone);
 /* A new zone of ulTaille bytes (at least 1), cleared, structured when the flag is non-zero.
- * 0, 0xF801, 0xF802 (null number pointer). */
+ * 0, 0xF801, 0xF802. null: pusZone 0xF802. */
 MC_API uint16_t MC_usCreerZoneMemoire(uint32_t ulTaille, uint32_t ulStructuree, uint16_t *pusZone);
-/* A zone over the caller's buffer, full of data (not copied). 0, 0xF801, 0xF802. */
+/* A zone over the caller's buffer, full of data (not copied). 0, 0xF801, 0xF802 (also a size
+ * of 0). null: pucBuffer, pusZone 0xF802. */
 MC_API uint16_t MC_usInitialiserZoneMemoire(unsigned char *pucBuffer, uint32_t ulTaille,
                                             uint16_t *pusZone, uint32_t ulStructuree);
 /* A zone over the caller's buffer holding ulTailleDonnees bytes of data; a data length above
- * ulTaille is refused. 0, 0xF801, 0xF802. */
+ * ulTaille is refused. 0, 0xF801, 0xF802. null: pucBuffer, pusZone 0xF802. */
 MC_API uint16_t MC_usInitialiserZoneMemoireNonPlein(unsigned char *pucBuffer, uint32_t ulTaille,
                                                     uint32_t ulTailleDonnees, uint16_t *pusZone,
                                                     uint32_t ulStructuree);
@@ -233,14 +251,17 @@ MC_API uint16_t MC_usLibererZoneMemoire(uint16_t usZone);
 /* Moves the data into a new buffer of ulTaille bytes, not below the allocated size, and frees
  * the old buffer. 0, 0xF801, 0xF807. */
 MC_API uint16_t MC_usRedimensionner(uint16_t usZone, uint32_t ulTaille);
-/* Stores the data length and the buffer address of a zone of either kind. 0, 0xF802, 0xF807. */
+/* Stores the data length and the buffer address of a zone of either kind. 0, 0xF802, 0xF807.
+ * null: pulTaille, ppucBuffer 0xF802. */
 MC_API uint16_t MC_pucLireBuffer(uint16_t usZone, uint32_t *pulTaille, unsigned char **ppucBuffer);
 /* Raw zones: copies ulLongueur bytes from ulPosition to *ppucDestination, within the allocated
- * size. 0, 0xF802, 0xF804, 0xF807, 0xF811. */
+ * size. 0, 0xF802, 0xF804, 0xF807, 0xF811.
+ * null: ppucDestination, *ppucDestination 0xF802 (after the bound check) unless ulLongueur is 0. */
 MC_API uint16_t MC_usLireZoneMemoire(uint16_t usZone, uint32_t ulPosition,
                                      unsigned char **ppucDestination, uint32_t ulLongueur);
 /* Raw zones: copies ulLongueur bytes in at ulPosition, within the allocated size; the data
- * length grows to cover them. 0, 0xF802, 0xF804, 0xF807, 0xF811. */
+ * length grows to cover them. 0, 0xF802, 0xF804, 0xF807, 0xF811.
+ * null: pucSource 0xF802 (after the bound check) unless ulLongueur is 0. */
 MC_API uint16_t MC_usEcrireZoneMemoire(uint16_t usZone, uint32_t ulPosition,
                                        const unsigned char *pucSource, uint32_t ulLongueur);
 
@@ -251,40 +272,43 @@ MC_API uint16_t MC_usEcrireZoneMemoire(uint16_t usZone, uint32_t ulPosition,
 MC_API uint16_t MC_usPositionnerDebut(uint16_t usZone);
 /* Puts the cursor on the last field of the last group. 0 whatever ends the walk. */
 MC_API uint16_t MC_usPositionnerFin(uint16_t usZone, uint32_t ulParcoursChamps);
-/* True when no group follows the current one. 0, 0xF802. */
+/* True when no group follows the current one. 0, 0xF802. null: pulFin 0xF802. */
 MC_API uint16_t MC_usFinZone(uint16_t usZone, uint32_t *pulFin);
-/* True when the current field ends at the end of the data. 0, 0xF802. */
+/* True when the current field ends at the end of the data. 0, 0xF802. null: pulFin 0xF802. */
 MC_API uint16_t MC_usFinDonnees(uint16_t usZone, uint32_t *pulFin);
-/* True when no field follows the current one in its group. 0, 0xF802. */
+/* True when no field follows the current one in its group. 0, 0xF802. null: pulFin 0xF802. */
 MC_API uint16_t MC_usFinGroupe(uint16_t usZone, uint32_t *pulFin);
 /* Advances usNombre groups (0 acts as 1), counting the fields passed when the flag is set;
- * stores the identifier. 0, 0xF805, 0xF810. */
+ * stores the identifier. 0, 0xF805, 0xF810. null: pusIdentifiant ok, not stored. */
 MC_API uint16_t MC_usAvancerGroupeSuivant(uint16_t usZone, uint16_t usNombre,
                                           uint32_t ulParcoursChamps, uint16_t *pusIdentifiant);
 /* Advances usNombre fields (0 acts as 1) in the current group; stores the field number, the
- * data address and the length. 0, 0xF805, 0xF810. */
+ * data address and the length. 0, 0xF805, 0xF810.
+ * null: pusNumero, ppucDonnees, pulLongueur ok, each not stored. */
 MC_API uint16_t MC_usAvancerChampSuivant(uint16_t usZone, uint16_t usNombre, uint16_t *pusNumero,
                                          unsigned char **ppucDonnees, uint32_t *pulLongueur);
-/* From the start, the usOccurrence-th group of that identifier. 0, 0xF802, 0xF805 (absent),
- * 0xF806 (fewer occurrences), 0xF810. */
+/* From the start, the usOccurrence-th group of that identifier. 0, 0xF802 (occurrence 0),
+ * 0xF805 (absent), 0xF806 (fewer occurrences), 0xF810. */
 MC_API uint16_t MC_usRechercherGroupe(uint16_t usZone, uint16_t usIdentifiant,
                                       uint16_t usOccurrence, uint32_t ulParcoursChamps);
 /* The same search from after the current group, without trace. 0, 0xF805, 0xF806, 0xF810. */
 MC_API uint16_t MC_usRechercherGroupeSuivant(uint16_t usZone, uint16_t usIdentifiant,
                                              uint16_t usOccurrence, uint32_t ulParcoursChamps);
 /* Field usNumero of the usOccurrenceGroupe-th group of that identifier: its data address and
- * length. 0, 0xF802, 0xF805, 0xF806, 0xF810. */
+ * length. 0, 0xF802 (occurrence or number 0), 0xF805, 0xF806, 0xF810.
+ * null: ppucDonnees, pulLongueur ok, each not stored. */
 MC_API uint16_t MC_usRechercherChamp(uint16_t usZone, uint16_t usIdentifiant,
                                      uint16_t usOccurrenceGroupe, uint16_t usNumero,
                                      uint32_t ulParcoursChamps, unsigned char **ppucDonnees,
                                      uint32_t *pulLongueur);
 /* Moves onto the next group; stores its identifier and which occurrence of it it is (0 from
- * the start, cursor unmoved). 0, 0xF805, 0xF810. */
+ * the start, cursor unmoved). 0, 0xF805, 0xF810.
+ * null: pusIdentifiant, pusOccurrence ok, each not stored. */
 MC_API uint16_t MC_usLireGroupeSuivant(uint16_t usZone, uint32_t ulParcoursChamps,
                                        uint16_t *pusIdentifiant, uint16_t *pusOccurrence);
-/* Groups passed or added since the start. 0, 0xF802. */
+/* Groups passed or added since the start. 0, 0xF802. null: pusCompteur 0xF802. */
 MC_API uint16_t MC_usLireCompteurGroupe(uint16_t usZone, uint16_t *pusCompteur);
-/* Fields passed or added since the start. 0, 0xF802. */
+/* Fields passed or added since the start. 0, 0xF802. null: pusCompteur 0xF802. */
 MC_API uint16_t MC_usLireCompteurChamp(uint16_t usZone, uint16_t *pusCompteur);
 
 /* Editing at the cursor, structured zones only (0xF807, 0xF811 as above). The buffer never
@@ -293,16 +317,19 @@ MC_API uint16_t MC_usLireCompteurChamp(uint16_t usZone, uint16_t *pusCompteur);
 /* Inserts an empty group after the current one; the cursor on it. 0, 0xF804, 0xF810. */
 MC_API uint16_t MC_usAjouterGroupe(uint16_t usZone, uint16_t usIdentifiant);
 /* Inserts a field after the current field of the current group; the cursor on it.
- * 0, 0xF802, 0xF804, 0xF805 (no group, or identifier 0), 0xF810. */
+ * 0, 0xF802, 0xF804, 0xF805 (no group, or identifier 0), 0xF810.
+ * null: pucDonnees 0xF802 (after the 0xF805 check) unless ulLongueur is 0 (an empty field). */
 MC_API uint16_t MC_usAjouterChamp(uint16_t usZone, const unsigned char *pucDonnees,
                                   uint32_t ulLongueur);
 /* Writes ulLongueur bytes into the current field from ulPosition, lengthening it when the flag
- * allows. 0, 0xF802, 0xF804, 0xF805 (no current field), 0xF810, 0xFFFE. */
+ * allows. 0, 0xF802, 0xF804, 0xF805 (no current field), 0xF810, 0xFFFE.
+ * null: pucDonnees 0xF802 (after the position check) unless ulLongueur is 0. */
 MC_API uint16_t MC_usModifierChamp(uint16_t usZone, const unsigned char *pucDonnees,
                                    uint32_t ulPosition, uint32_t ulLongueur,
                                    uint32_t ulAgrandissement);
 /* Stores the address of ulLongueur bytes of the current field from ulPosition (no copy).
- * 0, 0xF802, 0xF805 (no current field), 0xF810, 0xFFFE. */
+ * 0, 0xF802, 0xF805 (no current field), 0xF810, 0xFFFE.
+ * null: ppucDonnees 0xF802 (after the other checks). */
 MC_API uint16_t MC_usExtraireChamp(uint16_t usZone, unsigned char **ppucDonnees,
                                    uint32_t ulPosition, uint32_t ulLongueur);
 
@@ -359,64 +386,75 @@ typedef struct EnteteTable {
  * header names the same file and, by control type, its CRC16 or signature. Set *pusNum to 0
  * before the call. A failure after the file was opened (0xF640, 0xF660, 0xF630) leaves it open
  * in its slot with its number returned: release it. 0, 0xF610, 0xF630, 0xF640, 0xF660, 0xF800,
- * 0xF801, 0xF802, 0xF80A. */
+ * 0xF801, 0xF802, 0xF80A.
+ * null: pcRepertoire, pcNomFichier 0xF802; pusNumFichierBinaire, psEntete 0xF800. */
 MC_API uint16_t MC_usInitialiserFichierBinaire(const char *pcRepertoire, const char *pcNomFichier,
                                                uint16_t usTypeControle, uint16_t *pusNumFichierBinaire,
                                                EnteteFichierBinaire *psEntete);
 /* Creates (or empties) pcRepertoire/pcNomFichier for writing and writes its header. Note the
- * order: header before number. 0, 0xF610, 0xF800, 0xF801, 0xF802, 0xF80A. */
+ * order: header before number. 0, 0xF610, 0xF800, 0xF801, 0xF802, 0xF80A.
+ * null: pcRepertoire, pcNomFichier, psEntete 0xF802; pusNumFichierBinaire 0xF800. */
 MC_API uint16_t MC_usCreerFichierBinaire(const char *pcRepertoire, const char *pcNomFichier,
                                          uint16_t usTypeControle, const EnteteFichierBinaire *psEntete,
                                          uint16_t *pusNumFichierBinaire);
 /* Seals a written file (pending table size, then CRC16 or signature with the private key file
  * pcFichierCle), closes the file and frees its slot; a failure still closes and frees it.
- * 0, 0xF610, 0xF807, 1 (signing failed). */
+ * 0, 0xF610, 0xF807, 1 (signing failed).
+ * null: pcFichierCle ok (not read) unless a written file of control type 2 is sealed: 0xF610. */
 MC_API uint16_t MC_usLibererFichierBinaire(uint16_t usNumFichierBinaire, const char *pcFichierCle);
-/* Length of the file in bytes. 0, 0xF610 (also for a bad number), 0xFFFF. */
+/* Length of the file in bytes. 0, 0xF610 (also for a bad number), 0xFFFF.
+ * null: pulLongueur 0xF610. */
 MC_API uint16_t MC_usLongueurFichierBinaire(uint16_t usNumFichierBinaire, uint32_t *pulLongueur);
 /* Moves the stream as fseek does (origin SEEK_SET, SEEK_CUR, SEEK_END). 0, 0xF610. */
 MC_API uint16_t MC_usPositionnerOffset(uint16_t usNumFichierBinaire, int32_t lPosition,
                                        int32_t iOrigine);
-/* Current position of the stream. 0, 0xF610. */
+/* Current position of the stream. 0, 0xF610. null: pulPosition 0xF610. */
 MC_API uint16_t MC_usLirePositionFichier(uint16_t usNumFichierBinaire, uint32_t *pulPosition);
 /* A new buffer (MC_Liberer it) of ulLongueur bytes read at lPosition; the stream's position is
  * restored. The result is that of the move back, so check the buffer: null when it could not be
- * allocated. 0, 0xF610, 0xF802. */
+ * allocated. 0, 0xF610, 0xF802. null: ppucBuffer 0xF802 (before the number). */
 MC_API uint16_t MC_usLireFichierBinaire(uint16_t usNumFichierBinaire, int32_t lPosition,
                                         uint32_t ulLongueur, unsigned char **ppucBuffer);
 
 /* Reading, from the current position. 0xF640: the file ends first (the target is then left as
  * it was for the integer readers) or the position cannot be taken. */
-/* The next table header; the stream then stands at its first record. 0, 0xF640, 0xF807. */
+/* The next table header; the stream then stands at its first record. 0, 0xF640, 0xF802, 0xF807.
+ * null: psEnteteTable 0xF802. */
 MC_API uint16_t MC_usLireEnteteTable(uint16_t usNumFichierBinaire, EnteteTable *psEnteteTable);
 /* Searches the table named pcNomTable from the current position (a table boundary) to the end
  * of the table area, then once from the first table back to the start. On success the stream
- * stands at the table's first record. 0, 0xF640, 0xF802, 0xF805, 0xF807. */
+ * stands at the table's first record. 0, 0xF640, 0xF802, 0xF805, 0xF807.
+ * null: pcNomTable, psEnteteTable 0xF802. */
 MC_API uint16_t MC_usRechercherTable(uint16_t usNumFichierBinaire, const char *pcNomTable,
                                      EnteteTable *psEnteteTable);
+/* Big-endian integers of the type's size. 0, 0xF640, 0xF802, 0xF807. null: the target 0xF802. */
 MC_API uint16_t MC_usLireUnsignedChar(uint16_t usNumFichierBinaire, uint8_t *pucValeur);
 MC_API uint16_t MC_usLireSignedChar(uint16_t usNumFichierBinaire, int8_t *pcValeur);
 MC_API uint16_t MC_usLireUnsignedShort(uint16_t usNumFichierBinaire, uint16_t *pusValeur);
 MC_API uint16_t MC_usLireSignedShort(uint16_t usNumFichierBinaire, int16_t *psValeur);
 MC_API uint16_t MC_usLireUnsignedLong(uint16_t usNumFichierBinaire, uint32_t *pulValeur);
 MC_API uint16_t MC_usLireSignedLong(uint16_t usNumFichierBinaire, int32_t *plValeur);
-/* A packed-decimal double (about 14 significant digits). */
+/* A packed-decimal double (about 14 significant digits). null: pdValeur 0xF802. */
 MC_API uint16_t MC_usLireDouble(uint16_t usNumFichierBinaire, double *pdValeur);
-/* A 16-bit component, then two 8-bit ones. */
+/* A 16-bit component, then two 8-bit ones. null: pusValeur1 0xF802; pucValeur2, pucValeur3
+ * 0xF802 once the components before them were read (the stream has moved). */
 MC_API uint16_t MC_usLireDate(uint16_t usNumFichierBinaire, uint16_t *pusValeur1, uint8_t *pucValeur2,
                               uint8_t *pucValeur3);
-/* ulLongueur raw bytes, nothing added or stripped. */
+/* ulLongueur raw bytes, nothing added or stripped. null: pvBuffer 0xF802 unless ulLongueur is 0. */
 MC_API uint16_t MC_usLireChampFixe(uint16_t usNumFichierBinaire, void *pvBuffer, uint32_t ulLongueur);
 /* A new NUL-terminated text (MC_Liberer it), handed over even when its characters could not all
- * be read. 0, 0xF640, 0xF801, 0xF802 (length coded on more than 4 bytes). */
+ * be read. 0, 0xF640, 0xF801, 0xF802 (length coded on more than 4 bytes).
+ * null: ppcTexte 0xF802. */
 MC_API uint16_t MC_usLireChaineVariable(uint16_t usNumFichierBinaire, char **ppcTexte);
-/* ulNombre 16-bit units as they lie on disk (in the writer's memory order). */
+/* ulNombre 16-bit units as they lie on disk (in the writer's memory order).
+ * null: pusBuffer 0xF802 unless ulNombre is 0. */
 MC_API uint16_t MC_usLireChampUnicodeFixe(uint16_t usNumFichierBinaire, uint16_t *pusBuffer,
                                           uint32_t ulNombre);
 
 /* Writing, at the end of a file made by MC_usCreerFichierBinaire; 0xF811 on any other file
  * (except MC_usEcrireDouble, which writes into any open file), 0xF610 when the write fails. */
-/* A table header (name and record count used); its data size is written later. */
+/* A table header (name and record count used); its data size is written later.
+ * null: psEnteteTable 0xF802 (after the mode check). */
 MC_API uint16_t MC_usEcrireEnteteTable(uint16_t usNumFichierBinaire, const EnteteTable *psEnteteTable);
 /* Patches the data size of the table being written. 0, 0xF610, 0xF807, 0xF811. */
 MC_API uint16_t MC_usEcrireTaille(uint16_t usNumFichierBinaire);
@@ -431,11 +469,14 @@ MC_API uint16_t MC_usEcrireSignedLong(uint16_t usNumFichierBinaire, int32_t lVal
 MC_API uint16_t MC_usEcrireDouble(uint16_t usNumFichierBinaire, double dValeur);
 MC_API uint16_t MC_usEcrireDate(uint16_t usNumFichierBinaire, uint16_t usValeur1, uint8_t ucValeur2,
                                 uint8_t ucValeur3);
+/* ulLongueur raw bytes. null: pvBuffer 0xF802 (after the mode check) unless ulLongueur is 0. */
 MC_API uint16_t MC_usEcrireChampFixe(uint16_t usNumFichierBinaire, const void *pvBuffer,
                                      uint32_t ulLongueur);
-/* The length coding and the characters; a null text is written as the single byte 0. */
+/* The length coding and the characters. null: pcTexte ok, written as the single byte 0 (the
+ * empty text). */
 MC_API uint16_t MC_usEcrireChaineVariable(uint16_t usNumFichierBinaire, const char *pcTexte);
-/* ulNombre 16-bit units as they lie in memory (not converted to big-endian). */
+/* ulNombre 16-bit units as they lie in memory (not converted to big-endian).
+ * null: pusBuffer 0xF802 (after the mode check) unless ulNombre is 0. */
 MC_API uint16_t MC_usEcrireChampUnicodeFixe(uint16_t usNumFichierBinaire, const uint16_t *pusBuffer,
                                             uint32_t ulNombre);
 
@@ -475,23 +516,27 @@ typedef struct {
 } R_RSA_PRIVATE_KEY;
 
 /* Signs the bytes from position 4 to the end of a written file with the key of the key file and
- * appends the 128-byte signature. 0, 0xF610, 1 (signing failed), a code of the slot lookup. */
+ * appends the 128-byte signature. 0, 0xF610, 1 (signing failed), a code of the slot lookup.
+ * null: pcFichierClePrivee 0xF610 (before the number). */
 MC_API uint16_t MC_usEcrireSignatureFichier(uint16_t usNumFichierBinaire,
                                             const char *pcFichierClePrivee);
 /* Checks the last 128 bytes of an open file against the bytes from position 4 before them, with
  * the library's public key. 0, 0xF610, or an RSAREF code (RE_SIGNATURE, ...). */
 MC_API uint16_t MC_usVerifierSignatureFichier(uint16_t usNumFichierBinaire);
 /* The 128-byte signature (MD5, PKCS #1 v1.5) of a message into pucSignature. 0, or 1 on any
- * failure. */
+ * failure. null: pucSignature 1; pucMessage 1 unless ulLongueur is 0 (the empty message). */
 MC_API uint16_t MC_usCalculerSignatureMessage(const unsigned char *pucMessage, uint32_t ulLongueur,
                                               R_RSA_PRIVATE_KEY sClePrivee,
                                               unsigned char *pucSignature);
-/* 0 when the 128-byte signature is the message's under the public key; an RSAREF code otherwise. */
+/* 0 when the 128-byte signature is the message's under the public key; an RSAREF code otherwise.
+ * null: pucMessage RE_DATA unless ulLongueur is 0; pucSignature RE_LEN (after the message and key
+ * checks). */
 MC_API uint16_t MC_usVerifierSignatureMessage(const unsigned char *pucMessage, uint32_t ulLongueur,
                                               R_RSA_PUBLIC_KEY sClePublique,
                                               const unsigned char *pucSignature);
 /* Reads a private key file: the decimal bit count directly followed by the raw big-endian fields
- * in the record's order. 0, 0xF610 (cannot be opened or closed), 0xF802 (no record). */
+ * in the record's order. 0, 0xF610 (cannot be opened or closed), 0xF802 (no record).
+ * null: psClePrivee 0xF802; pcFichierClePrivee 0xF610. */
 MC_API uint16_t MC_usLireClePrivee(const char *pcFichierClePrivee, R_RSA_PRIVATE_KEY *psClePrivee);
 /* A new record of the library's 1024-bit public key (MC_Liberer it), or null when memory is
  * short. */
@@ -553,15 +598,17 @@ MC_API extern uint32_t g_ulIndTabChp;
 MC_API extern uint32_t g_ulIndTabVal;
 
 /* A new array of the group codes in table order (MC_Liberer it) and their number.
- * 0; 0xF801 when ppusGroupes is null or memory is short. */
+ * 0; 0xF801 memory short. null: ppusGroupes 0xF801 (kept); pusNbGroupes ok, not stored. */
 MC_API uint16_t MC_usDonnerListeGroupes(uint16_t **ppusGroupes, uint16_t *pusNbGroupes);
 /* A new array of the 17-byte records of the group's fields (MC_Liberer it) and their number.
- * 0; 0xF805 group absent (or its fields outside the field table); 0xF801 ppsInfos null. */
+ * 0; 0xF805 group absent (or its fields outside the field table); 0xF801.
+ * null: ppsInfos 0xF801 (kept; after the group search); pusNbChamps ok, not stored. */
 MC_API uint16_t MC_usDonnerInformationChamp(uint16_t usCodeGroupe, MC_InformationChamp **ppsInfos,
                                             uint16_t *pusNbChamps);
 /* A new copy of value usNumValeur (from 1) of field usNumChamp (from 1) of the group
  * (MC_Liberer it); the numbers are not checked against the group's counts.
- * 0; 0xF805 group absent or value outside the tables; 0xF801 ppcValeur null. */
+ * 0; 0xF805 group absent or value outside the tables; 0xF801.
+ * null: ppcValeur 0xF801 (kept; after the group and value search). */
 MC_API uint16_t MC_usDonnerChampValeur(uint16_t usCodeGroupe, uint8_t ucNumChamp,
                                        uint8_t ucNumValeur, char **ppcValeur);
 
@@ -585,27 +632,33 @@ MC_API uint16_t MC_usControlerFormatZoneMemoire(uint16_t usZone);
 
 /* Copies the value of key in section into buffer (at most size characters and a zero, so the
  * buffer needs size+1 bytes), or the default when absent (a default longer than size keeps
- * size-1 characters). Length of the text in the buffer. */
+ * size-1 characters). Length of the text in the buffer.
+ * null: buffer ok, 0 and nothing written; defaultValue ok, the empty text; section, key,
+ * fileName ok, the default kept. */
 MC_API int32_t GetIniString(const char *section, const char *key, const char *defaultValue,
                             char *buffer, int32_t size, const char *fileName);
-/* The value of key in section as a decimal integer (atoi rules), or defaultValue when absent. */
+/* The value of key in section as a decimal integer (atoi rules), or defaultValue when absent.
+ * null: section, key, fileName ok, defaultValue. */
 MC_API int32_t GetIniInt(const char *section, const char *key, int32_t defaultValue,
                          const char *fileName);
-/* Sets key in section to value, rewriting the file. 1 written, 0 not written. */
+/* Sets key in section to value, rewriting the file. 1 written, 0 not written.
+ * null: section, key, value, fileName ok, 0 (nothing written). */
 MC_API int32_t WriteIniString(const char *section, const char *key, const char *value,
                               const char *fileName);
 
 /* The value of pcCle in pcSection of pcFichier into pcTampon (ulTaille characters at most and a
  * zero), the empty text when absent. Length of the text; 0 and the buffer untouched when the
- * section, the key or the buffer is missing or the size is 0. */
+ * section, the key or the buffer is missing or the size is 0.
+ * null: pcSection, pcCle, pcTampon ok, 0 and the buffer untouched; pcFichier ok, the empty text. */
 MC_API uint32_t MC_ulLireChaineIni(const char *pcSection, const char *pcCle, char *pcTampon,
                                    uint32_t ulTaille, const char *pcFichier);
-/* The value as a decimal integer, -1 when absent. */
+/* The value as a decimal integer, -1 when absent. null: pcSection, pcCle, pcFichier ok, -1. */
 MC_API int32_t MC_lLireLongIni(const char *pcSection, const char *pcCle, const char *pcFichier);
-/* Writes pcCle=pcValeur into pcSection of pcFichier. 1 written, 0 not written. */
+/* Writes pcCle=pcValeur into pcSection of pcFichier. 1 written, 0 not written.
+ * null: pcSection, pcCle, pcValeur, pcFichier ok, 0 (nothing written). */
 MC_API int32_t MC_bEcrireChaineIni(const char *pcSection, const char *pcCle, const char *pcValeur,
                                    const char *pcFichier);
-/* The same three on the suite's configuration file "norba.ini". */
+/* The same three on the suite's configuration file "norba.ini". null: as for those three. */
 MC_API uint32_t MC_ulLireChaineNorba(const char *pcSection, const char *pcCle, char *pcTampon,
                                      uint32_t ulTaille);
 MC_API int32_t MC_lLireLongNorba(const char *pcSection, const char *pcCle);
@@ -622,22 +675,26 @@ MC_API extern char *pcRepertoireTables;
  * the version files 92.adm and 93.adm and hands out two new 5-byte texts: the library's version
  * and the table file's (MC_Liberer them). Later calls only count.
  * 0; 0xFFFB, 0xF680, 0xF620, 0xF640, the file and reader codes; 0xF6F1 no working directory;
- * a version file's code (the library is initialised nevertheless). */
+ * a version file's code (the library is initialised nevertheless).
+ * null: ppcVersionMC, ppcVersionFichier ok, that text not handed out. */
 MC_API uint16_t MC_usInitLIB(char **ppcVersionMC, char **ppcVersionFichier);
-/* The work of MC_usInitLIB, which only traces and calls it. */
+/* The work of MC_usInitLIB, which only traces and calls it. null: as for MC_usInitLIB. */
 MC_API uint16_t MC_usIAInitialisation(char **ppcVersionMC, char **ppcVersionFichier);
 /* Counts one client out; the last one frees the dictionary. Always 0. */
 MC_API uint16_t MC_usTermLIB(void);
 
 /* A new 256-byte buffer holding the working directory (MC_Liberer it), handed out even when the
- * configuration has none. 0; 0xF6F1 no working directory; 0xFFFB no memory; 0xF802 null. */
+ * configuration has none. 0; 0xF6F1 no working directory; 0xFFFB no memory; 0xF802.
+ * null: ppcRepertoire 0xF802. */
 MC_API uint16_t MC_usDonnerRepertoireTravail(char **ppcRepertoire);
 /* Writes the whole text pcVersion into "<component>.adm" in the working directory (ulLongueur
- * is not used). 0; 0xF6F1, 0xFFFB, 0xF6F2 file not created, 0xF610 close failed, 0xF802. */
+ * is not used). 0; 0xF6F1, 0xFFFB, 0xF6F2 file not created, 0xF610 close failed, 0xF802.
+ * null: pcVersion 0xF802. */
 MC_API uint16_t MC_usEcrireVersionComposant(uint8_t ucComposant, const char *pcVersion,
                                             uint32_t ulLongueur);
 /* A new buffer with the bytes of "<component>.adm" (no terminating zero; MC_Liberer it) and
- * their number. 0; 0xF6F1, 0xFFFB, 0xF610 file absent or unreadable, 0xF801. */
+ * their number. 0; 0xF6F1, 0xFFFB, 0xF610 file absent or unreadable, 0xF801.
+ * null: ppcContenu, pulLongueur ok, each not stored (the buffer then given back). */
 MC_API uint16_t MC_usLireVersionComposant(uint8_t ucComposant, char **ppcContenu,
                                           uint32_t *pulLongueur);
 
@@ -650,42 +707,53 @@ MC_API uint16_t MC_usLireVersionComposant(uint8_t ucComposant, char **ppcContenu
 /* Dates are digit strings YYMMDD (year 0 to 99 as it stands), YYYYMMDD or YYYYMMDDhhmm, or three
  * numbers; Gregorian calendar, years 0 to 9999. Booleans: 1 true, 0 false. */
 
-/* True for a valid date of 6, 8 or 12 digits, and for a string of any other length. */
+/* True for a valid date of 6, 8 or 12 digits, and for a string of any other length.
+ * null: pcDate must not be null. */
 MC_API int32_t MC_bEstDateChaineValide(const char *pcDate);
 /* True when year <= 9999, month 1..12 and day within the month. */
 MC_API int32_t MC_bEstDateNumeriqueValide(uint16_t usAnnee, uint8_t ucMois, uint8_t ucJour);
 /* Date string to numbers. Length 6 fills year, month, day. Lengths 8 and 12 write four 16-bit
- * cells at pusAnnee (the first gets the first digit) and leave month and day alone. */
+ * cells at pusAnnee (the first gets the first digit) and leave month and day alone.
+ * null: pcDate, pusAnnee must not be null; pucMois, pucJour must not be null for length 6. */
 MC_API int32_t MC_bDateChaineANumerique(const char *pcDate, uint16_t *pusAnnee, uint8_t *pucMois,
                                         uint8_t *pucJour);
 /* Writes the date, valid or not, as YYMMDD (7 bytes), YYYYMMDD (9) or YYYYMMDD0000 (13); false
- * for another length. For length 6 a year above 99 keeps its first two printed digits. */
+ * for another length. For length 6 a year above 99 keeps its first two printed digits.
+ * null: pcDate must not be null (not touched for another length). */
 MC_API int32_t MC_bDateNumeriqueAChaine(uint16_t usAnnee, uint8_t ucMois, uint8_t ucJour,
                                         uint8_t ucLongueur, char *pcDate);
 /* Writes the value in decimal when below 10 to the power ulNbChiffres in wrapping 32-bit
- * arithmetic (negative values always pass: up to 12 bytes); false, nothing written, otherwise. */
+ * arithmetic (negative values always pass: up to 12 bytes); false, nothing written, otherwise.
+ * null: pcChaine must not be null. */
 MC_API int32_t MC_bLongAChaine(int32_t lValeur, char *pcChaine, uint32_t ulNbChiffres);
 
 /* Field type codes: 'D' date, 'A' alphanumeric, 'L' alphabetic, 'N' numeric; others pass. */
 
-/* True when every character is a digit (the empty string included). */
+/* True when every character is a digit (the empty string included). null: pcChaine ok, false. */
 MC_API int32_t MC_bEstNumerique(const char *pcChaine);
-/* True when every character is a digit, an upper-case letter or a blank. */
+/* True when every character is a digit, an upper-case letter or a blank.
+ * null: pcChaine ok, false. */
 MC_API int32_t MC_bEstAlphaNumerique(const char *pcChaine);
-/* True when every character is an upper-case letter or a blank. */
+/* True when every character is an upper-case letter or a blank. null: pcChaine ok, false. */
 MC_API int32_t MC_bEstAlphabetique(const char *pcChaine);
-/* True when both strings are given and equal ignoring case. */
+/* True when both strings are given and equal ignoring case.
+ * null: pcChaine1, pcChaine2 ok, false. */
 MC_API int32_t MC_bCompareChaine(const char *pcChaine1, const char *pcChaine2);
 /* True when a copy of the ulLongueur bytes, made in *ppcReduite (MC_Liberer it), passes its type
- * check ('D' as digits only); it is then cut to the length stored in *pulLongueurReduite. */
+ * check ('D' as digits only); it is then cut to the length stored in *pulLongueurReduite.
+ * null: pcValeur ok when ulLongueur is 0 (the empty value), otherwise false and *ppcReduite
+ * null; ppcReduite, pulLongueurReduite must not be null. */
 MC_API int32_t MC_bReduireChaineCtrl(const char *pcValeur, char **ppcReduite, uint32_t ulLongueur,
                                      int8_t cType, uint32_t *pulLongueurReduite);
 /* The same check in place on a string of ulLongueur characters; 'N' also loses its leading zeros
- * (one digit is kept). On success the string is cut and its new length stored. */
+ * (one digit is kept). On success the string is cut and its new length stored.
+ * null: pcChaine ok, false; pulLongueurReduite must not be null. */
 MC_API int32_t MC_bReduireChaine(char *pcChaine, uint32_t ulLongueur, int8_t cType,
                                  uint32_t *pulLongueurReduite);
 /* The text and its terminating zero as digits, upper case and blanks in *ppcResultat (MC_Liberer
- * it); other characters become blanks (bConserver 0) or are dropped. Length in *pulLongueur. */
+ * it); other characters become blanks (bConserver 0) or are dropped. Length in *pulLongueur.
+ * null: pcTexte ok, false and *ppcResultat null (when given); ppcResultat, pulLongueur must not
+ * be null. */
 MC_API int32_t MC_bConvertirEtenduEnAlpha(const char *pcTexte, char **ppcResultat,
                                           uint32_t *pulLongueur, int32_t bConserver);
 
