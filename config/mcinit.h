@@ -4,12 +4,13 @@
 
 #include <cstdint>
 
+namespace mc {
+
 // Frees the dictionary; always 0.
 uint16_t usIADecharger();
 // Frees the three dictionary tables: the OR of the three freeing results (0 freed, 1 not loaded).
 uint16_t usGTSupprTables();
 
-namespace mc {
 // The library's own version, as written into 92.adm and handed to the clients.
 inline constexpr const char* kVersionMC = "0100";
 }  // namespace mc

@@ -6,6 +6,8 @@
 
 #include "mc.h"
 
+namespace mc {
+
 // Loaders: the file stands on the first row of the table. Fill the table with ulNbLignes rows
 // (the second argument is not used). 0; 0xF801; the OR of the failing row's reader codes.
 uint16_t usInitTabGroupe(uint16_t usNumFichierBinaire, uint32_t ulInutilise, uint32_t ulNbLignes);
@@ -17,7 +19,6 @@ uint16_t usSupprTabGroupe();
 uint16_t usSupprTabChamp();
 uint16_t usSupprTabValeur();
 
-namespace mc {
 // Rows that can be read behind each table pointer: the count, or fewer when a load the file
 // could not satisfy left less room than it announced.
 uint32_t lignes_groupes();
