@@ -1,4 +1,9 @@
 // mcinit.h -- internal side of the library's start-up and shut-down.
+//
+// Naming: the names the library has always had (usGTSupprTables, usConstruireNomComplet,
+// kpl_GetLine, ...) stay as they are; the other helpers are French snake_case (lire_repertoire,
+// charger_dictionnaire). Exported names are extern "C"; every other internal lives in namespace mc,
+// the file-local ones in an anonymous namespace, the test hooks in mc::testing.
 #ifndef MC_CONFIG_MCINIT_H
 #define MC_CONFIG_MCINIT_H
 

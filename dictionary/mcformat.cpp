@@ -217,7 +217,7 @@ std::optional<uint16_t> controler_champ(Controle& sCtrl, uint16_t usCodeGroupe,
   const uint16_t usCodeChamp = code_champ(sCtrl.usBase, usNbChamps, sCtrl.usNumChamp);
   uint32_t ulSignificative = 0;
   const uint32_t ulRefus = mc::allocations_refusees();
-  const int32_t bRetour = bChaineCtrlFormat(reinterpret_cast<const char*>(sCtrl.pucValeur),
+  const int32_t bRetour = mc::bChaineCtrlFormat(reinterpret_cast<const char*>(sCtrl.pucValeur),
                                             sCtrl.ulLongueur, sInfo.cType, &ulSignificative);
   MC_TRACE(kModule, kTrcFormat, MC_TRACE_DETAIL,
            "Controle du champ suivant son type : bRetour= 0x%04x (1/OK)",

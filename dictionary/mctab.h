@@ -1,4 +1,9 @@
 // mctab.h -- internal side of the dictionary tables: the loaders and the freeing functions.
+//
+// Naming: the names the library has always had (usInitTabGroupe, g_stTabGrp, ...) stay as they are;
+// the other helpers are French snake_case (premier_groupe, charger_lignes). Exported names are
+// extern "C"; every other internal lives in namespace mc, the file-local ones in an anonymous
+// namespace, the test hooks in mc::testing.
 #ifndef MC_DICTIONARY_MCTAB_H
 #define MC_DICTIONARY_MCTAB_H
 
