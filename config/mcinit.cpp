@@ -187,7 +187,7 @@ bool controler_versions(Demarrage& sEtat) {
 }
 
 // One table header and the table it names. 0, or the header's, the loader's or 0xF640.
-uint16_t charger_table(Demarrage& sEtat, char* pcNomTable) {
+uint16_t charger_une_table(Demarrage& sEtat, char* pcNomTable) {
   uint16_t usResultat = MC_usLireEnteteTable(sEtat.usNumFichierBinaire, sEtat.psEnteteTable);
   MC_TRACE(kModule, kTrcInit, MC_TRACE_DETAIL, "MC_usLireEnteteTable:usResultat= 0x%04x",
            static_cast<unsigned>(usResultat));
@@ -222,7 +222,7 @@ void charger_dictionnaire(Demarrage& sEtat) {
   }
   // Exactly three table headers are read: the file starts with the three dictionary tables.
   for (int iPasse = 1; iPasse <= 3 && sEtat.usResultat == MC_CR_OK; ++iPasse) {
-    sEtat.usResultat = charger_table(sEtat, pcNomTable);
+    sEtat.usResultat = charger_une_table(sEtat, pcNomTable);
   }
   MC_Liberer(pcNomTable);
   if (sEtat.usResultat != MC_CR_OK) {

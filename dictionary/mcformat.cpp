@@ -145,7 +145,7 @@ void preparer(Controle& sCtrl) {
 }
 
 // The cursor on the next group: false when the walk stops there (end of the zone or failure).
-bool avancer_groupe(Controle& sCtrl, uint16_t* pusCodeGroupe) {
+bool groupe_suivant(Controle& sCtrl, uint16_t* pusCodeGroupe) {
   ++sCtrl.usGroupe;
   sCtrl.usResultat = MC_usAvancerGroupeSuivant(sCtrl.usZone, 1, 1, pusCodeGroupe);
   if (sCtrl.usResultat == MC_ERR_FIN) {
@@ -324,7 +324,7 @@ extern "C" MC_API uint16_t MC_usControlerFormatZoneMemoire(uint16_t usZone) {
   preparer(sCtrl);
   while (sCtrl.usResultat == MC_CR_OK) {
     uint16_t usCodeGroupe = 0;
-    if (!avancer_groupe(sCtrl, &usCodeGroupe)) {
+    if (!groupe_suivant(sCtrl, &usCodeGroupe)) {
       break;
     }
     if (auto sortie = controler_groupe(sCtrl, usCodeGroupe)) {

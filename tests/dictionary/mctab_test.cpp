@@ -352,9 +352,11 @@ class Chargement : public Dictionnaire {
 TEST_F(Chargement, LoadsEveryColumnOfEveryRow) {
   ecrire_et_ouvrir(exemple(), {});
   EnteteTable sTable = table_suivante();
-  ASSERT_CODE(0, mc::usInitTabGroupe(numero_, sTable.ulTailleDonnees, sTable.ulNombreEnregistrements));
+  ASSERT_CODE(0,
+              mc::usInitTabGroupe(numero_, sTable.ulTailleDonnees, sTable.ulNombreEnregistrements));
   sTable = table_suivante();
-  ASSERT_CODE(0, mc::usInitTabChamp(numero_, sTable.ulTailleDonnees, sTable.ulNombreEnregistrements));
+  ASSERT_CODE(0,
+              mc::usInitTabChamp(numero_, sTable.ulTailleDonnees, sTable.ulNombreEnregistrements));
   sTable = table_suivante();
   ASSERT_CODE(0, mc::usInitTabValeur(numero_, 0, sTable.ulNombreEnregistrements));
 
