@@ -1,6 +1,11 @@
 // mcoutils.h -- internal side of the value checks: the date helpers and the field type check
 // used by the format control. The exported checks (MC_bReduireChaineCtrl, MC_bCompareChaine,
 // MC_bEstDateChaineValide, ...) are declared in mc.h, included here.
+//
+// Naming: the names the library has always had (bOUTILSEstDate6, bChaineCtrlFormat, ...) stay as
+// they are; the other helpers are French snake_case (date_selon_longueur, type_valide). Exported
+// names are extern "C"; every other internal lives in namespace mc, the file-local ones in an
+// anonymous namespace, the test hooks in mc::testing.
 #ifndef MC_CHECKS_MCOUTILS_H
 #define MC_CHECKS_MCOUTILS_H
 
@@ -8,13 +13,13 @@
 
 #include "mc.h"
 
-// Field type codes of the dictionary.
 namespace mc {
+
+// Field type codes of the dictionary.
 inline constexpr int8_t kTypeDate = 'D';
 inline constexpr int8_t kTypeAlphaNumerique = 'A';
 inline constexpr int8_t kTypeAlphabetique = 'L';
 inline constexpr int8_t kTypeNumerique = 'N';
-}  // namespace mc
 
 // True for a string of 6 (YYMMDD), 8 (YYYYMMDD) or 12 (YYYYMMDDhhmm) digits that is a valid
 // date; false at the first character that is not a digit.
@@ -31,7 +36,6 @@ int32_t bOUTILSEstDateValide(uint16_t usAnnee, uint8_t ucMois, uint8_t ucJour, u
 int32_t bChaineCtrlFormat(const char* pcValeur, uint32_t ulLongueur, int8_t cType,
                           uint32_t* pulLongueurSignificative);
 
-namespace mc {
 // The date check of MC_bEstDateChaineValide for a string of usLongueur characters (its length as
 // that check takes it, in 16 bits): 6, 8 and 12 are checked as dates, any other length passes.
 int32_t date_selon_longueur(const char* pcDate, uint16_t usLongueur);

@@ -138,6 +138,8 @@ extern "C" MC_API int32_t MC_bCompareChaine(const char* pcChaine1, const char* p
   return bResultat;
 }
 
+namespace mc {
+
 int32_t bChaineCtrlFormat(const char* pcValeur, uint32_t ulLongueur, int8_t cType,
                           uint32_t* pulLongueurSignificative) {
   MC_TRACE(mc::kModule, mc::kTrcOutils, MC_TRACE_ENTREE, "bReduireChaineCtrlFormat");
@@ -186,6 +188,8 @@ int32_t bChaineCtrlFormat(const char* pcValeur, uint32_t ulLongueur, int8_t cTyp
   MC_TRACE(mc::kModule, mc::kTrcOutils, MC_TRACE_SORTIE, "bReduireChaineCtrlFormat");
   return bResultat;
 }
+
+}  // namespace mc
 
 namespace {
 // True when every character before the first zero of the ulLongueur bytes has one of the classes

@@ -81,6 +81,8 @@ DateChaine lire_date(const char* pcDate, size_t ulChiffresAnnee, bool bHoraire) 
 
 }  // namespace
 
+namespace mc {
+
 int32_t bOUTILSEstDate6(const char* pcDate) {
   MC_TRACE(mc::kModule, mc::kTrcOutils, MC_TRACE_ENTREE, "bOUTILSEstDate6");
   int32_t bResultat = 0;
@@ -147,6 +149,8 @@ int32_t bOUTILSEstDateValide(uint16_t usAnnee, uint8_t ucMois, uint8_t ucJour, u
   MC_TRACE(mc::kModule, mc::kTrcOutils, MC_TRACE_SORTIE, "bOUTILSEstDateValide");
   return bResultat;
 }
+
+}  // namespace mc
 
 int32_t mc::date_selon_longueur(const char* pcDate, uint16_t usLongueur) {
   switch (usLongueur) {

@@ -33,6 +33,8 @@ char* copier_texte(const char* pcTexte) {
 
 }  // namespace
 
+namespace mc {
+
 uint16_t usOuvrirFichier(const char* pcChemin, const char* pcMode, FILE** ppFichier) {
   MC_TRACE(kModule, kTrcVersion, MC_TRACE_ENTREE, "usOuvrirFichier");
   MC_TRACE(kModule, kTrcVersion, MC_TRACE_DETAIL, "Fichier : %s mode ouverture %s", pcChemin,
@@ -86,6 +88,8 @@ uint16_t usConstruireNomComplet(uint8_t ucComposant, char** ppcNom) {
   return usResultat;
 }
 
+
+}  // namespace mc
 extern "C" MC_API uint16_t MC_usDonnerRepertoireTravail(char** ppcRepertoire) {
   MC_TRACE(kModule, kTrcVersion, MC_TRACE_ENTREE, "MC_usDonnerRepertoireTravail");
   uint16_t usResultat = MC_CR_OK;
@@ -147,7 +151,7 @@ extern "C" MC_API uint16_t MC_usEcrireVersionComposant(uint8_t ucComposant, cons
   FILE* pFichier = nullptr;
   char acChemin[mc::kTailleNomComplet] = "";  // kept for removing a file not written whole
   if (usResultat == MC_CR_OK) {
-    usResultat = usConstruireNomComplet(ucComposant, &pcNom);
+    usResultat = mc::usConstruireNomComplet(ucComposant, &pcNom);
     MC_TRACE(kModule, kTrcVersion, MC_TRACE_DETAIL,
              "ECRITURE DES COMPOSANTS: usConstruireNomComplet =0x%04x",
              static_cast<unsigned>(usResultat));
@@ -158,7 +162,7 @@ extern "C" MC_API uint16_t MC_usEcrireVersionComposant(uint8_t ucComposant, cons
              " ECRITURE DES COMPOSANTS MC_usCreerNomCompletFichier =0x%04x",
              static_cast<unsigned>(usResultat));
     if (usResultat == MC_CR_OK) {
-      usResultat = usOuvrirFichier(pcChemin, "wb", &pFichier);
+      usResultat = mc::usOuvrirFichier(pcChemin, "wb", &pFichier);
       snprintf(acChemin, sizeof acChemin, "%s", pcChemin);
     }
     if (usResultat != MC_CR_OK) {
@@ -172,7 +176,7 @@ extern "C" MC_API uint16_t MC_usEcrireVersionComposant(uint8_t ucComposant, cons
 
   if (usResultat == MC_CR_OK) {
     const int iEcrits = fprintf(pFichier, "%s", pcVersion);
-    usResultat = usFermerFichier(pFichier);
+    usResultat = mc::usFermerFichier(pFichier);
     // Deviation: a text that did not reach the file whole (a full disk) fails like the close,
     // and the file is removed rather than left empty or cut.
     if (iEcrits < 0 || static_cast<size_t>(iEcrits) != strlen(pcVersion)) {
@@ -215,7 +219,7 @@ extern "C" MC_API uint16_t MC_usLireVersionComposant(uint8_t ucComposant, char**
   char* pcChemin = nullptr;
   FILE* pFichier = nullptr;
   if (usResultat == MC_CR_OK) {
-    usResultat = usConstruireNomComplet(ucComposant, &pcNom);
+    usResultat = mc::usConstruireNomComplet(ucComposant, &pcNom);
     MC_TRACE(kModule, kTrcVersion, MC_TRACE_DETAIL,
              "LECTURE DES COMPOSANTS: usConstruireNomComplet =0x%04x",
              static_cast<unsigned>(usResultat));
@@ -226,7 +230,7 @@ extern "C" MC_API uint16_t MC_usLireVersionComposant(uint8_t ucComposant, char**
              "LECTURE DES COMPOSANTS MC_usCreerNomCompletFichier =0x%04x",
              static_cast<unsigned>(usResultat));
     if (usResultat == MC_CR_OK) {
-      usResultat = usOuvrirFichier(pcChemin, "r", &pFichier);
+      usResultat = mc::usOuvrirFichier(pcChemin, "r", &pFichier);
     }
     if (usResultat != MC_CR_OK) {
       MC_TRACE(kModule, kTrcVersion, MC_TRACE_ERREUR, "LECTURE DES COMPOSANTS Retour ERREUR =(%u)",
@@ -249,7 +253,7 @@ extern "C" MC_API uint16_t MC_usLireVersionComposant(uint8_t ucComposant, char**
       }
     }
     if (usResultat == MC_CR_OK) {
-      usResultat = usLireBufferFichier(pFichier, pcLu, &ulLongueur);
+      usResultat = mc::usLireBufferFichier(pFichier, pcLu, &ulLongueur);
     }
     if (usResultat == MC_CR_OK) {
       auto* pcContenu = static_cast<char*>(MC_Allouer(ulLongueur));
@@ -275,7 +279,7 @@ extern "C" MC_API uint16_t MC_usLireVersionComposant(uint8_t ucComposant, char**
   }
   MC_Liberer(pcCopieRepertoire);
   if (usResultat == MC_CR_OK) {
-    usResultat = usFermerFichier(pFichier);
+    usResultat = mc::usFermerFichier(pFichier);
   } else if (pFichier != nullptr) {
     // A file whose reading failed is closed quietly: no usFermerFichier lines, the code kept.
     fclose(pFichier);

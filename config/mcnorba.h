@@ -7,6 +7,8 @@
 
 #include "mc.h"
 
+namespace mc {
+
 // Opens pcChemin in pcMode into *ppFichier. 0; 0xF610.
 uint16_t usOuvrirFichier(const char* pcChemin, const char* pcMode, FILE** ppFichier);
 // Closes the stream. 0; 0xF610.
@@ -17,7 +19,6 @@ uint16_t usLireBufferFichier(FILE* pFichier, void* pvBuffer, uint32_t* pulLongue
 // A new text "<component as signed 8-bit>.adm" (MC_Liberer it). 0; 0xF801.
 uint16_t usConstruireNomComplet(uint8_t ucComposant, char** ppcNom);
 
-namespace mc {
 // Size of the directory buffers read from norba.ini.
 inline constexpr uint32_t kTailleRepertoire = 256;
 // The size handed to the INI reader for a kTailleRepertoire buffer: the reader writes one byte

@@ -194,6 +194,8 @@ uint16_t charger_table(const TableChargee& sTable, uint16_t usNum, uint32_t ulNb
 
 }  // namespace
 
+namespace mc {
+
 uint16_t usInitTabGroupe(uint16_t usNumFichierBinaire, uint32_t ulInutilise, uint32_t ulNbLignes) {
   (void)ulInutilise;
   return charger_table(kGroupes, usNumFichierBinaire, ulNbLignes, g_stTabGrp, g_ulNbTabGrp,
@@ -250,6 +252,8 @@ uint16_t usSupprTabValeur() {
   // Kept: the exit line names the function otherwise than its entry line.
   return resultat_suppression("usSupprTabValeur", bCharge);
 }
+
+}  // namespace mc
 
 extern "C" MC_API uint16_t MC_usDonnerListeGroupes(uint16_t** ppusGroupes, uint16_t* pusNbGroupes) {
   MC_TRACE(kModule, kTrcTables, MC_TRACE_ENTREE, "MC_usDonnerListeGroupes ");
@@ -384,9 +388,9 @@ void reset_dictionnaire() {
       MC_Liberer(g_cTabVal[ul]);
     }
   }
-  usSupprTabGroupe();
-  usSupprTabChamp();
-  usSupprTabValeur();
+  mc::usSupprTabGroupe();
+  mc::usSupprTabChamp();
+  mc::usSupprTabValeur();
 }
 
 void installer_dictionnaire(const MC_GroupeDictionnaire* psGroupes, uint32_t ulNbGroupes,

@@ -1,10 +1,17 @@
 // mctab.h -- internal side of the dictionary tables: the loaders and the freeing functions.
+//
+// Naming: the names the library has always had (usInitTabGroupe, g_stTabGrp, ...) stay as they are;
+// the other helpers are French snake_case (premier_groupe, charger_lignes). Exported names are
+// extern "C"; every other internal lives in namespace mc, the file-local ones in an anonymous
+// namespace, the test hooks in mc::testing.
 #ifndef MC_DICTIONARY_MCTAB_H
 #define MC_DICTIONARY_MCTAB_H
 
 #include <cstdint>
 
 #include "mc.h"
+
+namespace mc {
 
 // Loaders: the file stands on the first row of the table. Fill the table with ulNbLignes rows
 // (the second argument is not used). 0; 0xF801; the OR of the failing row's reader codes.
@@ -17,7 +24,6 @@ uint16_t usSupprTabGroupe();
 uint16_t usSupprTabChamp();
 uint16_t usSupprTabValeur();
 
-namespace mc {
 // Rows that can be read behind each table pointer: the count, or fewer when a load the file
 // could not satisfy left less room than it announced.
 uint32_t lignes_groupes();

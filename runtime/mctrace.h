@@ -1,4 +1,9 @@
 // mctrace.h -- internal side of the trace facility: the MC_TRACE macro and the trace numbers.
+//
+// Naming: the names the library has always had (MC_Allouer, MC_usInitialiserTrace, ...) stay as
+// they are; the other helpers are French snake_case (memoire_allouee, ecrire_trace). Exported names
+// are extern "C"; every other internal lives in namespace mc, the file-local ones in an anonymous
+// namespace, the test hooks in mc::testing.
 #ifndef MC_RUNTIME_MCTRACE_H
 #define MC_RUNTIME_MCTRACE_H
 

@@ -53,7 +53,7 @@ constexpr Tables construire_tables() {
 
 inline constexpr Tables kTables = construire_tables();
 
-constexpr uint64_t load_le64(const uint8_t* p) {
+constexpr uint64_t lire_le64(const uint8_t* p) {
   // Shifts rather than memcpy so that the loop stays usable at compile time; compilers fold this
   // into one load.
   return static_cast<uint64_t>(p[0]) | (static_cast<uint64_t>(p[1]) << 8) |
@@ -70,8 +70,8 @@ constexpr uint64_t load_le64(const uint8_t* p) {
 constexpr uint32_t ajouter(uint32_t r, const uint8_t* p, size_t n) {
   const auto& t = kTables;
   while (n >= 16) {
-    const uint64_t x0 = load_le64(p);
-    const uint64_t x1 = load_le64(p + 8);
+    const uint64_t x0 = lire_le64(p);
+    const uint64_t x1 = lire_le64(p + 8);
     const uint64_t w0 = r ^ (x0 << 16);
     const uint64_t w1 = (x1 << 16) | (x0 >> 48);
     r = static_cast<uint32_t>(t[15][w0 & 0xFF] ^ t[14][(w0 >> 8) & 0xFF] ^ t[13][(w0 >> 16) & 0xFF] ^

@@ -95,7 +95,7 @@ uint16_t ecrire_entete_table(FichierBinaire& s, const EnteteTable* psEnteteTable
       // bytes go out as 0, whatever the record holds.
       uint8_t aucEntete[25] = {};
       memcpy(aucEntete, psEnteteTable->szNomTable, 10);
-      store_be32(aucEntete + 14, psEnteteTable->ulNombreEnregistrements);
+      ecrire_be32(aucEntete + 14, psEnteteTable->ulNombreEnregistrements);
       g_etatFichiers.lPositionTailleTable = static_cast<int32_t>(lPosition + 10);
       usCr = ecrire(s, aucEntete, sizeof aucEntete);
     }
@@ -116,7 +116,7 @@ uint16_t ecrire_taille(FichierBinaire& s) {
       usCr = MC_ERR_FICHIER;
     } else {
       uint8_t auc[4];
-      store_be32(auc, s.ulCompteurOctets);
+      ecrire_be32(auc, s.ulCompteurOctets);
       usCr = ecrire(s, auc, sizeof auc);
       if (usCr == MC_CR_OK) {
         s.ulCompteurOctets = 0;

@@ -164,9 +164,9 @@ uint16_t lire_entete_table(FichierBinaire& s, EnteteTable* psEnteteTable) {
   }
   copier_champ(psEnteteTable->szNomTable, aucEntete, 10);
   retirer_blancs(psEnteteTable->szNomTable, 10);
-  psEnteteTable->ulTailleDonnees = load_be32(aucEntete + 10);
-  psEnteteTable->ulNombreEnregistrements = load_be32(aucEntete + 14);
-  psEnteteTable->ulReserve = load_be32(aucEntete + 18);
+  psEnteteTable->ulTailleDonnees = lire_be32(aucEntete + 10);
+  psEnteteTable->ulNombreEnregistrements = lire_be32(aucEntete + 14);
+  psEnteteTable->ulReserve = lire_be32(aucEntete + 18);
   psEnteteTable->ucNombreDescripteurs1 = aucEntete[22];
   psEnteteTable->ucNombreDescripteurs2 = aucEntete[23];
   psEnteteTable->ucReserve = aucEntete[24];

@@ -1,4 +1,9 @@
 // mcslot.h -- lowest layer of the table files: the slot record, the slot table and its lookup.
+//
+// Naming: the names the library has always had (usRechercherFichier, usLibererFichier, ...) stay as
+// they are; the other helpers are French snake_case (annuler_ouverture, lire_borne). Exported names
+// are extern "C"; every other internal lives in namespace mc, the file-local ones in an anonymous
+// namespace, the test hooks in mc::testing.
 #ifndef MC_TABLEFILE_MCSLOT_H
 #define MC_TABLEFILE_MCSLOT_H
 

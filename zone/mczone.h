@@ -1,5 +1,10 @@
 // mczone.h -- internal side of the memory zones: the zone table, the length coding primitives and
 // the cursor steps shared by navigation, editing and the syntax control.
+//
+// Naming: the names the library has always had (MC_usAvancerChampSuivant, ZM, ...) stay as they
+// are; the other helpers are French snake_case (avancer_un_champ, est_fin_zone). Exported names are
+// extern "C"; every other internal lives in namespace mc, the file-local ones in an anonymous
+// namespace, the test hooks in mc::testing.
 #ifndef MC_ZONE_MCZONE_H
 #define MC_ZONE_MCZONE_H
 

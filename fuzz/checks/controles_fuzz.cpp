@@ -144,7 +144,7 @@ void chaines(std::string_view texte, std::string_view autre, int8_t cType, bool 
   Copie v(texte, false);
   const auto n = static_cast<uint32_t>(texte.size());
   uint32_t ulSignificative = 0xFFFFFFFF;
-  if (bChaineCtrlFormat(v.get(), n, cType, &ulSignificative) != 0) {
+  if (mc::bChaineCtrlFormat(v.get(), n, cType, &ulSignificative) != 0) {
     check(ulSignificative <= n);
   } else {
     check(ulSignificative == 0xFFFFFFFF);

@@ -144,7 +144,7 @@ TEST_F(ChaineTest, FormatCheckByType) {
     // The value is not NUL-terminated: exactly its bytes, so a read past them is caught.
     std::vector<char> value(c.value.begin(), c.value.end());
     uint32_t significant = kUntouched;
-    EXPECT_EQ(c.expected, bChaineCtrlFormat(value.data(), static_cast<uint32_t>(value.size()),
+    EXPECT_EQ(c.expected, mc::bChaineCtrlFormat(value.data(), static_cast<uint32_t>(value.size()),
                                             c.type, &significant));
     EXPECT_EQ(c.significant, significant);
   }
@@ -153,7 +153,7 @@ TEST_F(ChaineTest, FormatCheckByType) {
 TEST_F(ChaineTest, FormatCheckFailsWhenTheCopyCannotBeAllocated) {
   mc::testing::faire_echouer_allocation(0);
   uint32_t significant = kUntouched;
-  EXPECT_EQ(0, bChaineCtrlFormat("AB", 2, 'A', &significant));
+  EXPECT_EQ(0, mc::bChaineCtrlFormat("AB", 2, 'A', &significant));
   EXPECT_EQ(kUntouched, significant);
   mc::testing::reset_memoire();  // the refused request was counted as an allocation
 }
@@ -308,7 +308,7 @@ TEST_F(ChaineTest, ConversionFailsWithNullResultWhenTheHeapRefuses) {
 TEST_F(ChaineTest, FormatCheckTracesUnderTheNameBReduireChaineCtrlFormatKept) {
   TraceCapture trace({{1, 6, 2}});
   uint32_t significant = 0;
-  bChaineCtrlFormat("AB  ", 4, 'A', &significant);
+  mc::bChaineCtrlFormat("AB  ", 4, 'A', &significant);
   trace.stop();
   const std::vector<std::string> expected = {
       "### DEBUT TRACE ###",
@@ -330,7 +330,7 @@ TEST_F(ChaineTest, FormatCheckTracesUnderTheNameBReduireChaineCtrlFormatKept) {
 TEST_F(ChaineTest, DateFieldCheckTracesNumericThenDate) {
   TraceCapture trace({{1, 6, 1}});
   uint32_t significant = 0;
-  bChaineCtrlFormat("12a", 3, 'D', &significant);
+  mc::bChaineCtrlFormat("12a", 3, 'D', &significant);
   trace.stop();
   const std::vector<std::string> expected = {
       "### DEBUT TRACE ###",

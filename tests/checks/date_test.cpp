@@ -160,18 +160,18 @@ TEST_F(DateTest, StringOfAnyOtherLengthIsAcceptedKept) {
 TEST_F(DateTest, FixedLengthChecksStopAtTheTerminatingZero) {
   // Called directly with a shorter string, the checks fail on the zero and read no further.
   const std::vector<char> short_text = {'2', '4', '0', '\0'};
-  EXPECT_EQ(0, bOUTILSEstDate6(short_text.data()));
-  EXPECT_EQ(0, bOUTILSEstDate8(short_text.data()));
-  EXPECT_EQ(0, bOUTILSEstDate12(short_text.data()));
-  EXPECT_EQ(1, bOUTILSEstDate8("20240229"));
+  EXPECT_EQ(0, mc::bOUTILSEstDate6(short_text.data()));
+  EXPECT_EQ(0, mc::bOUTILSEstDate8(short_text.data()));
+  EXPECT_EQ(0, mc::bOUTILSEstDate12(short_text.data()));
+  EXPECT_EQ(1, mc::bOUTILSEstDate8("20240229"));
 }
 
 TEST_F(DateTest, HourAndMinuteAreCheckedOnlyForAValidDate) {
-  EXPECT_EQ(1, bOUTILSEstDateValide(2024, 2, 29, 23, 59));
-  EXPECT_EQ(0, bOUTILSEstDateValide(2024, 2, 29, 24, 0));
-  EXPECT_EQ(0, bOUTILSEstDateValide(2024, 2, 29, 0, 60));
-  EXPECT_EQ(0, bOUTILSEstDateValide(2024, 2, 30, 0, 0));
-  EXPECT_EQ(0, bOUTILSEstDateValide(10000, 1, 1, 0, 0));
+  EXPECT_EQ(1, mc::bOUTILSEstDateValide(2024, 2, 29, 23, 59));
+  EXPECT_EQ(0, mc::bOUTILSEstDateValide(2024, 2, 29, 24, 0));
+  EXPECT_EQ(0, mc::bOUTILSEstDateValide(2024, 2, 29, 0, 60));
+  EXPECT_EQ(0, mc::bOUTILSEstDateValide(2024, 2, 30, 0, 0));
+  EXPECT_EQ(0, mc::bOUTILSEstDateValide(10000, 1, 1, 0, 0));
 }
 
 TEST_F(DateTest, SixDigitStringGivesYearMonthDay) {

@@ -415,9 +415,9 @@ size_t ecrire_avec_lignes(Bytes octets, size_t table, uint32_t lignes, const std
     ++pos;
   }
   for (size_t t = 0; t < table; ++t) {
-    pos += 25 + mc::load_be32(&octets[pos + 10]);
+    pos += 25 + mc::lire_be32(&octets[pos + 10]);
   }
-  mc::store_be32(&octets[pos + 14], lignes);
+  mc::ecrire_be32(&octets[pos + 14], lignes);
   mc::test::write_file(chemin, octets);
   FILE* pFichier = std::fopen(chemin.c_str(), "r+b");
   uint16_t usCrc = 0;

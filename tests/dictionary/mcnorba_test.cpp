@@ -83,7 +83,7 @@ TEST_F(Versions, ComponentNumberIsSignedEightBitKept) {
     ASSERT_CODE(0, MC_usEcrireVersionComposant(c.composant, "v1", 2));
     EXPECT_EQ(bytes_of("v1"), read_file(adm(c.nom)));
     char* pcNom = nullptr;
-    ASSERT_CODE(0, usConstruireNomComplet(c.composant, &pcNom));
+    ASSERT_CODE(0, mc::usConstruireNomComplet(c.composant, &pcNom));
     EXPECT_STREQ(c.nom, pcNom);
     MC_Liberer(pcNom);
   }
@@ -100,7 +100,7 @@ TEST_F(Versions, ComponentNameTakesEightBytesAndOneMoreOnlyWhenItNeedsIt) {
     SCOPED_TRACE(static_cast<int>(c.composant));
     const uint32_t ulAvant = mc::memoire_allouee();
     char* pcNom = nullptr;
-    ASSERT_CODE(0, usConstruireNomComplet(c.composant, &pcNom));
+    ASSERT_CODE(0, mc::usConstruireNomComplet(c.composant, &pcNom));
     EXPECT_EQ(c.taille, mc::memoire_allouee() - ulAvant);
     EXPECT_GE(c.taille - 1, std::strlen(pcNom));
     MC_Liberer(pcNom);

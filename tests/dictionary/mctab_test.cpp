@@ -261,10 +261,10 @@ TEST_F(Dictionnaire, IndexesOutsideTablesAreRefused) {
 
 TEST_F(Dictionnaire, FreeingTwiceGivesZeroThenOne) {
   remplir_exemple();
-  EXPECT_CODE(0, usSupprTabGroupe());
-  EXPECT_CODE(1, usSupprTabGroupe());
-  EXPECT_CODE(0, usSupprTabChamp());
-  EXPECT_CODE(1, usSupprTabChamp());
+  EXPECT_CODE(0, mc::usSupprTabGroupe());
+  EXPECT_CODE(1, mc::usSupprTabGroupe());
+  EXPECT_CODE(0, mc::usSupprTabChamp());
+  EXPECT_CODE(1, mc::usSupprTabChamp());
   EXPECT_EQ(nullptr, g_stTabGrp);
   EXPECT_EQ(0u, g_ulNbTabGrp);
   EXPECT_EQ(0u, g_ulNbTabChp);
@@ -275,7 +275,7 @@ TEST_F(Dictionnaire, FreeingValuesKeepsTheStringsKept) {
   char** pcTable = g_cTabVal;
   std::vector<char*> chaines(pcTable, pcTable + g_ulNbTabVal);
   const uint32_t ulAvant = mc::testing::nombre_liberations();
-  EXPECT_CODE(0, usSupprTabValeur());
+  EXPECT_CODE(0, mc::usSupprTabValeur());
   // Only the array went back.
   EXPECT_EQ(ulAvant + 1, mc::testing::nombre_liberations());
   EXPECT_EQ(nullptr, g_cTabVal);
@@ -288,11 +288,11 @@ TEST_F(Dictionnaire, FreeingValuesKeepsTheStringsKept) {
 TEST_F(Dictionnaire, FreeingTracesExitNamesKept) {
   remplir_exemple();
   mc::test::TraceCapture trace({{1, 7, 2}});
-  usSupprTabGroupe();
-  usSupprTabChamp();
+  mc::usSupprTabGroupe();
+  mc::usSupprTabChamp();
   std::vector<char*> chaines(g_cTabVal, g_cTabVal + g_ulNbTabVal);
-  usSupprTabValeur();
-  usSupprTabValeur();
+  mc::usSupprTabValeur();
+  mc::usSupprTabValeur();
   for (char* pc : chaines) {
     MC_Liberer(pc);
   }
@@ -352,11 +352,13 @@ class Chargement : public Dictionnaire {
 TEST_F(Chargement, LoadsEveryColumnOfEveryRow) {
   ecrire_et_ouvrir(exemple(), {});
   EnteteTable sTable = table_suivante();
-  ASSERT_CODE(0, usInitTabGroupe(numero_, sTable.ulTailleDonnees, sTable.ulNombreEnregistrements));
+  ASSERT_CODE(0,
+              mc::usInitTabGroupe(numero_, sTable.ulTailleDonnees, sTable.ulNombreEnregistrements));
   sTable = table_suivante();
-  ASSERT_CODE(0, usInitTabChamp(numero_, sTable.ulTailleDonnees, sTable.ulNombreEnregistrements));
+  ASSERT_CODE(0,
+              mc::usInitTabChamp(numero_, sTable.ulTailleDonnees, sTable.ulNombreEnregistrements));
   sTable = table_suivante();
-  ASSERT_CODE(0, usInitTabValeur(numero_, 0, sTable.ulNombreEnregistrements));
+  ASSERT_CODE(0, mc::usInitTabValeur(numero_, 0, sTable.ulNombreEnregistrements));
 
   ASSERT_EQ(2u, g_ulNbTabGrp);
   EXPECT_EQ(0x20, g_stTabGrp[1].usCodeGroupe);
@@ -383,7 +385,7 @@ TEST_F(Chargement, EmptyTableIsAllocatedWithCountZero) {
   ecrire_et_ouvrir(mc::dev::Dictionnaire{}, {});
   const EnteteTable sTable = table_suivante();
   ASSERT_EQ(0u, uint32_t{sTable.ulNombreEnregistrements});
-  EXPECT_CODE(0, usInitTabGroupe(numero_, 0, 0));
+  EXPECT_CODE(0, mc::usInitTabGroupe(numero_, 0, 0));
   EXPECT_NE(nullptr, g_stTabGrp);
   EXPECT_EQ(0u, g_ulNbTabGrp);
 }
@@ -396,7 +398,7 @@ TEST_F(Chargement, ShortTableKeepsTableAndCountAndStopsAfterFailingRow) {
   const EnteteTable sTable = table_suivante();
   ASSERT_EQ(5u, uint32_t{sTable.ulNombreEnregistrements});
   mc::test::TraceCapture trace({{1, 7, 2}});
-  EXPECT_CODE(MC_ERR_FIN_FICHIER, usInitTabChamp(numero_, 0, sTable.ulNombreEnregistrements));
+  EXPECT_CODE(MC_ERR_FIN_FICHIER, mc::usInitTabChamp(numero_, 0, sTable.ulNombreEnregistrements));
   trace.stop();
   // The table stays, with its announced count, until it is freed.
   EXPECT_NE(nullptr, g_stTabChp);
@@ -421,7 +423,7 @@ TEST_F(Chargement, ValuesOfFailedLoadAreNullNotGarbage) {
   options.lignes_manquantes = 3;
   ecrire_et_ouvrir(exemple(), options);
   const EnteteTable sTable = table_suivante();
-  EXPECT_CODE(MC_ERR_FIN_FICHIER, usInitTabValeur(numero_, 0, sTable.ulNombreEnregistrements));
+  EXPECT_CODE(MC_ERR_FIN_FICHIER, mc::usInitTabValeur(numero_, 0, sTable.ulNombreEnregistrements));
   ASSERT_EQ(8u, g_ulNbTabVal);
   EXPECT_STREQ("fgh", g_cTabVal[4]);
   EXPECT_EQ(nullptr, g_cTabVal[7]);
@@ -435,7 +437,7 @@ TEST_F(Chargement, StreamYieldingMoreThanTheFileHeldStopsAtEndOfFileCode) {
   FILE* pOriginal = psFichier->pFichier;
   psFichier->pFichier = std::fopen("/dev/zero", "rb");
   ASSERT_NE(nullptr, psFichier->pFichier);
-  EXPECT_CODE(MC_ERR_FIN_FICHIER, usInitTabGroupe(numero_, 0, 0xFFFFFFFFu));
+  EXPECT_CODE(MC_ERR_FIN_FICHIER, mc::usInitTabGroupe(numero_, 0, 0xFFFFFFFFu));
   std::fclose(psFichier->pFichier);
   psFichier->pFichier = pOriginal;
   EXPECT_EQ(0xFFFFFFFFu, g_ulNbTabGrp);
@@ -445,7 +447,7 @@ TEST_F(Chargement, AllocationFailureLeavesCountAndPointer) {
   ecrire_et_ouvrir(exemple(), {});
   const EnteteTable sTable = table_suivante();
   mc::testing::faire_echouer_allocation(0);
-  EXPECT_CODE(MC_ERR_MEMOIRE, usInitTabGroupe(numero_, 0, sTable.ulNombreEnregistrements));
+  EXPECT_CODE(MC_ERR_MEMOIRE, mc::usInitTabGroupe(numero_, 0, sTable.ulNombreEnregistrements));
   EXPECT_EQ(nullptr, g_stTabGrp);
   EXPECT_EQ(0u, g_ulNbTabGrp);
 }

@@ -20,9 +20,9 @@ DictFile::~DictFile() {
       MC_Liberer(g_cTabVal[i]);
     }
   }
-  usSupprTabGroupe();
-  usSupprTabChamp();
-  usSupprTabValeur();
+  mc::usSupprTabGroupe();
+  mc::usSupprTabChamp();
+  mc::usSupprTabValeur();
 }
 
 int load_dictionary(const std::string& path, DictFile& dict) {
@@ -46,11 +46,11 @@ int load_dictionary(const std::string& path, DictFile& dict) {
     const uint32_t rows = t.header.ulNombreEnregistrements;
     MC_usPositionnerOffset(n, static_cast<int32_t>(t.data), SEEK_SET);
     if (name == "TGROUPE" && g_stTabGrp == nullptr) {
-      code = usInitTabGroupe(n, t.header.ulTailleDonnees, rows);
+      code = mc::usInitTabGroupe(n, t.header.ulTailleDonnees, rows);
     } else if (name == "TCHAMP" && g_stTabChp == nullptr) {
-      code = usInitTabChamp(n, t.header.ulTailleDonnees, rows);
+      code = mc::usInitTabChamp(n, t.header.ulTailleDonnees, rows);
     } else if (name == "TVALEUR" && g_cTabVal == nullptr) {
-      code = usInitTabValeur(n, t.header.ulTailleDonnees, rows);
+      code = mc::usInitTabValeur(n, t.header.ulTailleDonnees, rows);
     } else {
       continue;
     }
