@@ -31,10 +31,11 @@ add_executable(client client.c)
 target_link_libraries(client PRIVATE mc::mc)
 C
 export PKG_CONFIG_PATH="$libdir/pkgconfig"
-cc -std=c99 -Wall -Werror "$work/client/client.c" $(pkg-config --cflags --libs mc) -o "$work/pc_client"
+# CC and CFLAGS: the build's compiler and flags; the CMake client takes them from the environment.
+${CC:-cc} -std=c99 -Wall -Werror ${CFLAGS:-} "$work/client/client.c" $(pkg-config --cflags --libs mc) -o "$work/pc_client"
 cmake -S "$work/client" -B "$work/client/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 cmake --build "$work/client/build" >/dev/null
-export LD_LIBRARY_PATH="$libdir"
+export LD_LIBRARY_PATH="$libdir${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
 test "$("$work/pc_client")" = "3 1 0"
 test "$("$work/client/build/client")" = "3 1 0"
 "$prefix/bin/mctool" dict compile "$prefix/share/mc/dictionnaire.dico" -o "$work"
