@@ -13,21 +13,11 @@ namespace {
 
 using mc::kModule;
 using mc::kTrcFormat;
+using mc::code_champ;
+using mc::code_groupe_inconnu;
+using mc::code_nombre_champs;
 
 constexpr const char* kNom = "MC_usControlerFormatZoneMemoire";
-
-// Codes of the control, computed in 16 bits as the callers have always decoded them: a rank
-// beyond 0x6FFF runs out of the 0x9000 family and wraps.
-uint16_t code_groupe_inconnu(uint16_t usGroupe) {
-  return static_cast<uint16_t>(MC_ERR_GROUPE_INCONNU + usGroupe);
-}
-uint16_t code_nombre_champs(uint16_t usGroupe) {
-  return static_cast<uint16_t>(MC_ERR_NOMBRE_CHAMPS + usGroupe);
-}
-uint16_t code_champ(uint16_t usBase, uint16_t usNbChamps, uint16_t usNumChamp) {
-  return static_cast<uint16_t>(MC_ERR_FORMAT_CHAMP + static_cast<uint16_t>(usBase - usNbChamps) +
-                               usNumChamp);
-}
 
 // True when a query that just failed plainly did so because the heap refused a request made
 // since ulRefusAvant was read.

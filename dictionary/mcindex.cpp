@@ -59,18 +59,6 @@ void mettre_a_jour() {
   s_bConstruit = true;
 }
 
-// Codes of the control, in 16 bits like the traced control's.
-uint16_t code_groupe_inconnu(uint16_t usGroupe) {
-  return static_cast<uint16_t>(MC_ERR_GROUPE_INCONNU + usGroupe);
-}
-uint16_t code_nombre_champs(uint16_t usGroupe) {
-  return static_cast<uint16_t>(MC_ERR_NOMBRE_CHAMPS + usGroupe);
-}
-uint16_t code_champ(uint16_t usBase, uint16_t usNbChamps, uint16_t usNumChamp) {
-  return static_cast<uint16_t>(MC_ERR_FORMAT_CHAMP + static_cast<uint16_t>(usBase - usNbChamps) +
-                               usNumChamp);
-}
-
 // The requests of one control, added to the accounted memory in runs: a run that stays below
 // 2^32 raises both counters as its requests one by one would, and a request that makes the count
 // wrap is added alone, after the run before it.

@@ -9,6 +9,19 @@
 
 namespace mc {
 
+// Codes of the format control, computed in 16 bits as the callers have always decoded them: a
+// rank beyond 0x6FFF runs out of the 0x9000 family and wraps.
+inline uint16_t code_groupe_inconnu(uint16_t usGroupe) {
+  return static_cast<uint16_t>(MC_ERR_GROUPE_INCONNU + usGroupe);
+}
+inline uint16_t code_nombre_champs(uint16_t usGroupe) {
+  return static_cast<uint16_t>(MC_ERR_NOMBRE_CHAMPS + usGroupe);
+}
+inline uint16_t code_champ(uint16_t usBase, uint16_t usNbChamps, uint16_t usNumChamp) {
+  return static_cast<uint16_t>(MC_ERR_FORMAT_CHAMP + static_cast<uint16_t>(usBase - usNbChamps) +
+                               usNumChamp);
+}
+
 // The position of the first entry of the group table that holds usCodeGroupe: false when none
 // does, entries at or past the count never being read. Constant time through an index built at
 // first need and built again once the group or value table's address or count changes or a
