@@ -234,12 +234,12 @@ struct Column {
   uint32_t count = 0;
 };
 
-bool parse_columns(const std::string& spec, std::vector<Column>& out) {
+bool parse_columns(const std::string& columns_text, std::vector<Column>& out) {
   static const char* const kinds[] = {"u8", "i8", "u16", "i16", "u32", "i32", "date", "double", "string", "fixed", "unicode"};
   size_t start = 0;
-  while (start <= spec.size()) {
-    const size_t comma = std::min(spec.find(',', start), spec.size());
-    std::string item = spec.substr(start, comma - start);
+  while (start <= columns_text.size()) {
+    const size_t comma = std::min(columns_text.find(',', start), columns_text.size());
+    std::string item = columns_text.substr(start, comma - start);
     Column c;
     const size_t colon = item.find(':');
     c.kind = item.substr(0, colon);
@@ -323,10 +323,10 @@ std::string cell_text(const ordered_json& v, bool csv) {
   return text;
 }
 
-int dump(const std::string& path, const std::string& only, const std::string& spec, bool json, bool csv) {
+int dump(const std::string& path, const std::string& only, const std::string& columns_text, bool json, bool csv) {
   std::vector<Column> given;
-  if (!spec.empty() && !parse_columns(spec, given)) {
-    return g_status = fail(kUsage, "", "bad --columns: " + spec);
+  if (!columns_text.empty() && !parse_columns(columns_text, given)) {
+    return g_status = fail(kUsage, "", "bad --columns: " + columns_text);
   }
   TableFile file;
   if (const int opened = open_table_file(path, file); opened != kOk) {
