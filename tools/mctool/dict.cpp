@@ -401,7 +401,9 @@ int show(const std::string& path, const std::string& only, bool json) {
     }
     found = true;
     ordered_json fields = ordered_json::array();
-    std::printf(json ? "" : "group 0x%04X (%u): %u fields\n", grp.usCodeGroupe, grp.usCodeGroupe, grp.usNbChamps);
+    if (!json) {
+      std::printf("group 0x%04X (%u): %u fields\n", grp.usCodeGroupe, grp.usCodeGroupe, grp.usNbChamps);
+    }
     int number = 0;
     for (const MC_ChampDictionnaire* f : fields_of(grp)) {
       ++number;
