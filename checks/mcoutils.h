@@ -39,10 +39,13 @@ int32_t bChaineCtrlFormat(const char* pcValeur, uint32_t ulLongueur, int8_t cTyp
 // The date check of MC_bEstDateChaineValide for a string of usLongueur characters (its length as
 // that check takes it, in 16 bits): 6, 8 and 12 are checked as dates, any other length passes.
 int32_t date_selon_longueur(const char* pcDate, uint16_t usLongueur);
+// date_selon_longueur without its trace lines, for a string of usLongueur characters.
+bool date_valide(const char* pcDate, uint16_t usLongueur);
 // bChaineCtrlFormat without its copy and its trace lines: the characters before the value's
-// first zero byte (within ulLongueur) are checked, as in the NUL-terminated copy.
+// first zero byte (within ulLongueur) are checked, as in the NUL-terminated copy. *pbEntier (may
+// be null) is set to whether the value holds no zero byte that cut the check short.
 bool type_valide(const char* pcValeur, uint32_t ulLongueur, int8_t cType,
-                 uint32_t* pulLongueurSignificative);
+                 uint32_t* pulLongueurSignificative, bool* pbEntier = nullptr);
 }  // namespace mc
 
 #endif  // MC_CHECKS_MCOUTILS_H

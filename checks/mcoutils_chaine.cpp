@@ -192,49 +192,54 @@ int32_t bChaineCtrlFormat(const char* pcValeur, uint32_t ulLongueur, int8_t cTyp
 }  // namespace mc
 
 namespace {
-// True when every character before the first zero of the ulLongueur bytes has one of the classes
-// of usMasque in the platform's table (blanks pass when bBlanc), the classes est_chiffre and
-// est_majuscule test, read once for the whole value.
+// How many of the ulLongueur bytes, from the first, have one of the classes of usMasque in the
+// platform's table (blanks too when bBlanc), the classes est_chiffre and est_majuscule test, read
+// once for the whole value. A zero byte has none of them.
 constexpr auto kChiffre = static_cast<unsigned short>(_ISdigit);
 constexpr auto kMajuscule = static_cast<unsigned short>(_ISupper);
 
-bool tous(const char* pc, uint32_t ulLongueur, unsigned short usMasque, bool bBlanc) {
+uint32_t prefixe(const char* pc, uint32_t ulLongueur, unsigned short usMasque, bool bBlanc) {
   const unsigned short* const pusClasses = *__ctype_b_loc();
-  for (uint32_t i = 0; i < ulLongueur && pc[i] != '\0'; ++i) {
-    if ((pusClasses[classe(pc[i])] & usMasque) == 0 && !(bBlanc && est_blanc(pc[i]))) {
-      return false;
-    }
+  uint32_t i = 0;
+  while (i < ulLongueur &&
+         ((pusClasses[classe(pc[i])] & usMasque) != 0 || (bBlanc && est_blanc(pc[i])))) {
+    ++i;
   }
-  return true;
+  return i;
 }
 }  // namespace
 
 bool mc::type_valide(const char* pcValeur, uint32_t ulLongueur, int8_t cType,
-                     uint32_t* pulLongueurSignificative) {
-  bool bOk = true;
+                     uint32_t* pulLongueurSignificative, bool* pbEntier) {
   uint32_t ulSignificative = ulLongueur;
+  uint32_t ulLus = ulLongueur;  // the bytes before the first that stops the check
   switch (cType) {
     case kTypeDate:
-      bOk = tous(pcValeur, ulLongueur, kChiffre, false);
-      if (bOk) {
-        const auto* pcZero = static_cast<const char*>(memchr(pcValeur, '\0', ulLongueur));
-        const auto ulChaine = static_cast<uint32_t>(pcZero != nullptr ? pcZero - pcValeur : ulLongueur);
-        bOk = date_selon_longueur(pcValeur, static_cast<uint16_t>(ulChaine)) != 0;
-      }
+    case kTypeNumerique:
+      ulLus = prefixe(pcValeur, ulLongueur, kChiffre, false);
       break;
     case kTypeAlphaNumerique:
-      bOk = tous(pcValeur, ulLongueur, kChiffre | kMajuscule, true);
+      ulLus = prefixe(pcValeur, ulLongueur, kChiffre | kMajuscule, true);
       ulSignificative = sans_blancs_finaux(pcValeur, ulLongueur);
       break;
     case kTypeAlphabetique:
-      bOk = tous(pcValeur, ulLongueur, kMajuscule, true);
+      ulLus = prefixe(pcValeur, ulLongueur, kMajuscule, true);
       ulSignificative = sans_blancs_finaux(pcValeur, ulLongueur);
       break;
-    case kTypeNumerique:
-      bOk = tous(pcValeur, ulLongueur, kChiffre, false);
-      break;
     default:
+      if (pbEntier != nullptr) {
+        const auto* pcZero = static_cast<const char*>(memchr(pcValeur, '\0', ulLongueur));
+        ulLus = pcZero != nullptr ? static_cast<uint32_t>(pcZero - pcValeur) : ulLongueur;
+      }
       break;
+  }
+  // The check ends at the first zero byte: what follows it is not looked at.
+  bool bOk = ulLus == ulLongueur || pcValeur[ulLus] == '\0';
+  if (bOk && cType == kTypeDate) {
+    bOk = date_valide(pcValeur, static_cast<uint16_t>(ulLus));
+  }
+  if (pbEntier != nullptr) {
+    *pbEntier = ulLus == ulLongueur;
   }
   if (bOk) {
     *pulLongueurSignificative = ulSignificative;

@@ -152,6 +152,24 @@ int32_t bOUTILSEstDateValide(uint16_t usAnnee, uint8_t ucMois, uint8_t ucJour, u
 
 }  // namespace mc
 
+bool mc::date_valide(const char* pcDate, uint16_t usLongueur) {
+  if (usLongueur != 6 && usLongueur != 8 && usLongueur != 12) {
+    return true;
+  }
+  if (!que_des_chiffres(pcDate, usLongueur)) {
+    return false;
+  }
+  const auto chiffres = [pcDate](size_t i) {
+    return static_cast<unsigned>((pcDate[i] - '0') * 10 + (pcDate[i + 1] - '0'));
+  };
+  const size_t ulAnnee = usLongueur == 6 ? 2 : 4;
+  const unsigned uAnnee = usLongueur == 6 ? chiffres(0) : chiffres(0) * 100 + chiffres(2);
+  const bool bHoraire = usLongueur == 12;
+  return date_calendaire(static_cast<uint16_t>(uAnnee), static_cast<uint8_t>(chiffres(ulAnnee)),
+                         static_cast<uint8_t>(chiffres(ulAnnee + 2))) &&
+         (!bHoraire || (chiffres(8) <= kHeureMax && chiffres(10) <= kMinuteMax));
+}
+
 int32_t mc::date_selon_longueur(const char* pcDate, uint16_t usLongueur) {
   switch (usLongueur) {
     case 6:

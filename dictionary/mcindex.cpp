@@ -162,6 +162,112 @@ const char* valeur_du_champ(const MC_GroupeDictionnaire& sGroupe, uint8_t ucNumC
   return g_cTabVal[usValeur];
 }
 
+namespace {
+
+// One pass over the bytes of a zone whose syntax has been checked, for the common case where
+// every group and field passes: true then, with *pullDemandes the bytes the step-by-step walk
+// below would add to the accounted memory. False as soon as anything would not pass or is out
+// of the ordinary (a zero byte in a value, a field number or a value count past 255, a length
+// not kept in the index); the caller then takes that walk, which gives the exact code and cursor.
+// Reads the zone and the tables only.
+bool zone_conforme(const ZoneMemoire& z, uint16_t usNbGroupes, uint64_t* pullDemandes) {
+  const uint8_t* const pucBuffer = z.Buffer;
+  const uint32_t ulTaille = z.TailleDonnees;
+  const uint32_t ulNbChamps = g_stTabChp != nullptr ? lignes_champs() : 0;
+  const uint32_t ulNbValeurs = g_cTabVal != nullptr ? lignes_valeurs() : 0;
+  const int32_t* const plMinuscules = *__ctype_tolower_loc();
+  uint64_t ullDemandes = g_ulNbTabGrp * 2u;
+  uint64_t ullGroupe = 0;
+  while (ullGroupe < ulTaille) {
+    const auto ulGroupe = static_cast<uint32_t>(ullGroupe);
+    uint16_t usCode = 0;
+    uint32_t ulLongueurGroupe = 0;
+    uint32_t ulEntete = 0;
+    if (decoder_entete_groupe<false>(pucBuffer, ulTaille, ulGroupe, &usCode, &ulLongueurGroupe,
+                                     &ulEntete) != MC_CR_OK) {
+      return false;
+    }
+    const uint64_t ullFinGroupe = uint64_t{ulGroupe} + ulEntete + ulLongueurGroupe;
+    const uint32_t ulPosition = s_aulPremiere[usCode];
+    if (ullFinGroupe > ulTaille || ulPosition == kAbsent || ulPosition >= usNbGroupes) {
+      return false;
+    }
+    const MC_GroupeDictionnaire& sGroupe = g_stTabGrp[ulPosition];
+    const uint32_t ulNbAttendus = sGroupe.usNbChamps;
+    if (ulNbAttendus > 255 || uint32_t{sGroupe.usPremierChamp} + ulNbAttendus > ulNbChamps) {
+      return false;
+    }
+    ullDemandes += static_cast<uint32_t>(ulNbAttendus * sizeof(MC_InformationChamp));
+    uint64_t ullChamp = uint64_t{ulGroupe} + ulEntete;
+    uint32_t ulNbLus = 0;
+    for (; ullChamp < ullFinGroupe; ++ulNbLus) {
+      uint32_t ulLongueur = 0;
+      uint32_t ulOctets = 0;
+      if (ulNbLus == ulNbAttendus ||
+          decoder_longueur<false>(pucBuffer, ulTaille, static_cast<uint32_t>(ullChamp),
+                                  &ulLongueur, &ulOctets) != MC_CR_OK) {
+        return false;
+      }
+      const auto* pcValeur = reinterpret_cast<const char*>(pucBuffer + ullChamp + ulOctets);
+      ullChamp += uint64_t{ulOctets} + ulLongueur;
+      if (ullChamp > ullFinGroupe) {
+        return false;
+      }
+      const MC_ChampDictionnaire& sChamp = g_stTabChp[sGroupe.usPremierChamp + ulNbLus];
+      uint32_t ulSignificative = 0;
+      bool bEntier = false;
+      if (!type_valide(pcValeur, ulLongueur, sChamp.cType, &ulSignificative, &bEntier) || !bEntier) {
+        return false;
+      }
+      ullDemandes += 2 * (uint64_t{ulLongueur} + 1);
+      if (ulSignificative != 0) {
+        if (ulSignificative < sChamp.usLongueurMin ||
+            (sChamp.usLongueurMax != 0 && ulSignificative > sChamp.usLongueurMax)) {
+          return false;
+        }
+      } else if (sChamp.usLongueurMin != 0 && sChamp.lObligatoire == 1) {
+        return false;
+      }
+      if (sChamp.usNbValeurs == 0 || ulSignificative == 0) {
+        continue;
+      }
+      if (sChamp.usNbValeurs > 255) {
+        return false;
+      }
+      ullDemandes += uint64_t{ulLongueur} + 1;
+      bool bTrouvee = false;
+      for (uint32_t ulValeur = 0; ulValeur < sChamp.usNbValeurs; ++ulValeur) {
+        const auto usIndex = static_cast<uint16_t>(sChamp.usPremiereValeur + ulValeur);
+        if (usIndex >= ulNbValeurs || g_cTabVal[usIndex] == nullptr || s_ausLongueur[usIndex] == kLongue) {
+          return false;
+        }
+        const uint32_t ulAutorisee = s_ausLongueur[usIndex];
+        ullDemandes += ulAutorisee + 1;
+        if (!bTrouvee && ulAutorisee == ulSignificative) {
+          const char* pcAutorisee = g_cTabVal[usIndex];
+          uint32_t i = 0;
+          while (i < ulSignificative && plMinuscules[static_cast<unsigned char>(pcValeur[i])] ==
+                                            plMinuscules[static_cast<unsigned char>(pcAutorisee[i])]) {
+            ++i;
+          }
+          bTrouvee = i == ulSignificative;
+        }
+      }
+      if (!bTrouvee) {
+        return false;
+      }
+    }
+    if (ulNbLus != ulNbAttendus) {
+      return false;
+    }
+    ullGroupe = ullFinGroupe;
+  }
+  *pullDemandes = ullDemandes;
+  return usNbGroupes != 0;
+}
+
+}  // namespace
+
 // The steps of the traced control, its trace lines left out and each of its allocations replaced
 // by the request it adds to the accounted memory. Once the syntax control has passed, the zone is
 // walked by the cursor steps the exported calls take while tracing is off.
@@ -176,9 +282,16 @@ uint16_t controler_format_sans_trace(uint16_t usZone) {
     return usResultat;
   }
   ZoneMemoire& z = *descripteur(usZone);
-  demandes.ajouter(g_ulNbTabGrp * 2u);  // the group list
   // Only the list's first usNbGroupes entries are searched.
   const auto usNbGroupes = static_cast<uint16_t>(g_ulNbTabGrp);
+  mettre_a_jour();
+  if (uint64_t ullDemandes = 0; zone_conforme(z, usNbGroupes, &ullDemandes) &&
+                                ullDemandes <= UINT32_MAX - memoire_allouee()) {
+    compter_sans_allouer(static_cast<uint32_t>(ullDemandes));
+    positionner_debut(z);
+    return MC_CR_OK;
+  }
+  demandes.ajouter(g_ulNbTabGrp * 2u);  // the group list
   const auto remettre_au_debut = [&z](uint16_t usCode) {
     positionner_debut(z);
     return usCode;
