@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cctype>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <iomanip>
 #include <iterator>
@@ -225,5 +226,81 @@ void TraceCapture::stop() {
 std::string TraceCapture::text() const { return read_text(path_); }
 
 std::vector<std::string> TraceCapture::lines() const { return split_lines(mask_dates(text())); }
+
+
+namespace {
+std::string trim(std::string_view text) {
+  const size_t b = text.find_first_not_of(" \t\r");
+  if (b == std::string_view::npos) {
+    return {};
+  }
+  return std::string(text.substr(b, text.find_last_not_of(" \t\r") - b + 1));
+}
+}  // namespace
+
+std::vector<Case> read_cases(std::string_view golden_name) {
+  std::vector<Case> cases;
+  const std::vector<std::string> lines = split_lines(read_text(golden_path(golden_name)));
+  for (size_t n = 0; n < lines.size(); ++n) {
+    const std::string line = trim(lines[n]);
+    if (line.empty() || line[0] == '#') {
+      continue;
+    }
+    Case c{std::string(golden_name) + ":" + std::to_string(n + 1), {}};
+    size_t start = 0;
+    for (size_t i = 0; i <= line.size(); ++i) {
+      if (i == line.size() || (line[i] == '|' && (i == 0 || line[i - 1] != '\\'))) {
+        c.fields.push_back(trim(std::string_view(line).substr(start, i - start)));
+        start = i + 1;
+      }
+    }
+    cases.push_back(std::move(c));
+  }
+  EXPECT_FALSE(cases.empty()) << golden_name;
+  return cases;
+}
+
+std::vector<std::pair<std::string, std::string>> read_blocks(std::string_view golden_name) {
+  std::vector<std::pair<std::string, std::string>> blocks;
+  for (const std::string& line : split_lines(read_text(golden_path(golden_name)))) {
+    if (line.rfind("== ", 0) == 0) {
+      blocks.emplace_back(line.substr(3), std::string());
+    } else if (!blocks.empty()) {
+      blocks.back().second += line + "\n";
+    }
+  }
+  EXPECT_FALSE(blocks.empty()) << golden_name;
+  return blocks;
+}
+
+int64_t number(const std::string& field) {
+  char* end = nullptr;
+  const long long value = std::strtoll(field.c_str(), &end, 0);
+  EXPECT_TRUE(!field.empty() && *end == '\0') << "not a number: " << field;
+  return value;
+}
+
+std::string unescape(std::string_view field) {
+  std::string out;
+  for (size_t i = 0; i < field.size(); ++i) {
+    if (field[i] != '\\' || i + 1 == field.size()) {
+      out += field[i];
+      continue;
+    }
+    const char c = field[++i];
+    switch (c) {
+      case 'n': out += '\n'; break;
+      case 't': out += '\t'; break;
+      case 'r': out += '\r'; break;
+      case '0': out += '\0'; break;
+      case 'x':
+        out += static_cast<char>(std::stoi(std::string(field.substr(i + 1, 2)), nullptr, 16));
+        i += 2;
+        break;
+      default: out += c; break;  // \\ \| and any other character stand for themselves
+    }
+  }
+  return out;
+}
 
 }  // namespace mc::test

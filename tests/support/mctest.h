@@ -58,6 +58,24 @@ std::string config_dir();
 std::string mask_dates(std::string text);
 std::vector<std::string> split_lines(const std::string& text);
 
+// Case tables and golden blocks of tests/golden, text files that read and diff well.
+// A case file holds one case per line, its fields separated by " | " (blanks around a field are
+// dropped); blank lines and lines starting with '#' are skipped. `where` is "file:line", for
+// failure messages (SCOPED_TRACE(c.where)).
+struct Case {
+  std::string where;
+  std::vector<std::string> fields;
+  const std::string& operator[](size_t i) const { return fields.at(i); }
+};
+std::vector<Case> read_cases(std::string_view golden_name);
+// A block file holds named blocks: a line "== name" starts a block, the lines up to the next
+// header are its text (each line ending in '\n'); lines before the first header are comments.
+std::vector<std::pair<std::string, std::string>> read_blocks(std::string_view golden_name);
+// "0xF807", "61447", "-1" -> the number (strtoll with base 0).
+int64_t number(const std::string& field);
+// A field with C escapes (\n \t \\ \xHH, \0 for a zero byte, \| for '|') -> its bytes.
+std::string unescape(std::string_view field);
+
 // Memory shortage, one allocation at a time. `operation` prepares, runs and undoes one operation
 // and returns its code. It is run once to count its allocations n (and must give `success` then),
 // then n times with the k-th allocation failing (k = 0 .. n-1), each time followed by one more run
