@@ -44,7 +44,9 @@ class Configuration : public ::testing::Test {
     mc::testing::reset_dictionnaire();
     mc::testing::reset_chargement();
     mc::testing::reset_zones();
-    mc::testing::reset_fichiers();  // start-up failures may leave the dictionary file open
+    for (uint16_t us = 1; us <= 100; ++us) {  // start-up failures may leave the table file open
+      MC_usLibererFichierBinaire(us, nullptr);
+    }
     mc::testing::reset_memoire();
   }
 
