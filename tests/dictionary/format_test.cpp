@@ -55,8 +55,8 @@ void modifier(const std::string& changements) {
     const size_t egal = c.find('=');
     const std::string cle = c.substr(0, egal);
     const std::string valeur = c.substr(egal + 1);
-    if (cle == "nbchp") {
-      g_ulNbTabChp = static_cast<uint32_t>(number(valeur));
+    if (cle == "nbchp" || cle == "sanschamps") {
+      cle == "nbchp" ? void(g_ulNbTabChp = static_cast<uint32_t>(number(valeur))) : void(mc::usSupprTabChamp());
       continue;
     }
     const auto n = static_cast<uint32_t>(std::stoul(cle.substr(1)));
