@@ -1,5 +1,6 @@
-// demarrage.h -- fixture of the tests that write the shared norba.ini: each test gets its own
-// working and table directories under the build tree.
+// demarrage.h -- the one fixture of the dictionary tests: every test starts and ends with the
+// tables, the load counter, the trace, the zones, the file slots and the memory hooks reset, and
+// gets its own working and table directories under the build tree.
 #ifndef MC_TESTS_DICTIONARY_DEMARRAGE_H
 #define MC_TESTS_DICTIONARY_DEMARRAGE_H
 
@@ -9,30 +10,44 @@
 #include "config/mcinit.h"
 #include "dictionary/dev/mcdicosrc.h"
 #include "dictionary/mctab.h"
+#include "runtime/mcmemoir.h"
+#include "runtime/mctrace.h"
 #include "support/mctest.h"
+#include "tablefile/mcslot.h"
+#include "zone/mczone.h"
 
 namespace mc::test {
 
 class Configuration : public ::testing::Test {
  protected:
   void SetUp() override {
-    mc::testing::reset_dictionnaire();
-    mc::testing::reset_chargement();
+    reinitialiser();
     base_ = temp_path("conf");
     travail_ = base_ + "/travail";
     tables_ = base_ + "/tables";
     ASSERT_EQ(0, std::system(("mkdir -p '" + travail_ + "' '" + tables_ + "'").c_str()));
     ini_ = config_dir() + "/norba.ini";
-    std::remove(ini_.c_str());
+    retirer_ini();
   }
   void TearDown() override {
-    // Start-up failures may leave the dictionary file open in its slot.
-    for (uint16_t us = 1; us <= 100; ++us) {
-      MC_usLibererFichierBinaire(us, nullptr);
-    }
+    retirer_ini();
+    reinitialiser();
+  }
+  // Programs that never write the shared norba.ini (MC_TEST_SANS_INI) leave it alone.
+  void retirer_ini() const {
+#ifndef MC_TEST_SANS_INI
     std::remove(ini_.c_str());
+#endif
+  }
+  static void reinitialiser() {
+    mc::testing::reset_trace();
     mc::testing::reset_dictionnaire();
     mc::testing::reset_chargement();
+    mc::testing::reset_zones();
+    for (uint16_t us = 1; us <= 100; ++us) {  // start-up failures may leave the table file open
+      MC_usLibererFichierBinaire(us, nullptr);
+    }
+    mc::testing::reset_memoire();
   }
 
   void ecrire_ini(bool avec_travail, bool avec_tables) {
@@ -46,18 +61,23 @@ class Configuration : public ::testing::Test {
     write_text(ini_, texte);
   }
 
-  static mc::dev::Dictionnaire dictionnaire_dev() {
+
+ public:
+  static mc::dev::Dictionnaire source(const std::string& texte) {
     mc::dev::Dictionnaire dico;
     std::string erreur;
-    EXPECT_TRUE(mc::dev::lire_source(
-        read_text(std::string(MC_TEST_SOURCE_DIR) + "/dictionary/dev/dictionnaire.dico"), dico,
-        erreur))
-        << erreur;
+    EXPECT_TRUE(mc::dev::lire_source(texte, dico, erreur)) << erreur;
     return dico;
   }
+  static mc::dev::Dictionnaire dictionnaire_dev() {
+    return source(read_text(std::string(MC_TEST_SOURCE_DIR) + "/dictionary/dev/dictionnaire.dico"));
+  }
 
-  void ecrire_tables(const mc::dev::Options& options = mc::dev::Options{}) {
-    ASSERT_CODE(0, mc::dev::ecrire_table(tables_, dictionnaire_dev(), options));
+
+ protected:
+  void ecrire_tables(const mc::dev::Options& options = mc::dev::Options{},
+                     const mc::dev::Dictionnaire& dico = dictionnaire_dev()) {
+    ASSERT_CODE(0, mc::dev::ecrire_table(tables_, dico, options));
   }
 
   std::string fichier_tables() const { return tables_ + "/tablebin.tbx"; }
