@@ -1,5 +1,7 @@
-// scenario_test.cpp -- walks, searches and edits of structured zones run from zone/scenarios.cases:
-// each step's code and outputs, then the zone's bytes and cursor, and the trace when named.
+// scenario_test.cpp -- the cursor and the edits: walks, searches and edits of structured zones run
+// from zone/scenarios.cases (each step's code and outputs, then the zone's bytes and cursor, and
+// the trace when named), and the occurrence round of identifier 0.
+#include <algorithm>
 #include <sstream>
 
 #include "zone_fixture.h"
@@ -75,12 +77,25 @@ std::string pas(uint16_t zone, const std::string& texte) {
   return out.str();
 }
 
+// Hex bytes where "5A*123" stands for 123 bytes 0x5A.
+Bytes octets_hex(const std::string& texte) {
+  std::istringstream in(texte);
+  std::string tout;
+  for (std::string mot; in >> mot;) {
+    const size_t etoile = mot.find('*');
+    for (int64_t i = 0; i < (etoile == std::string::npos ? 1 : number(mot.substr(etoile + 1))); ++i) {
+      tout += mot.substr(0, 2);
+    }
+  }
+  return hex(tout);
+}
+
 using Scenario = ZoneTest;
 
 TEST_F(Scenario, StepsGiveTheirCodesOutputsBytesAndCursor) {
   for (const Case& c : read_cases("zone/scenarios.cases")) {
     SCOPED_TRACE(c.where + " " + c[0]);
-    const Bytes depart = c[1] == "exemple" ? exemple_zone() : hex(c[1]);
+    const Bytes depart = c[1] == "exemple" ? exemple_zone() : octets_hex(c[1]);
     const uint16_t zone = envelopper(depart, static_cast<uint32_t>(number(c[2])));
     std::unique_ptr<TraceCapture> trace(c[6] == "-" ? nullptr : new TraceCapture({{1, 3, 2}}));
     std::istringstream etapes(c[3]);
@@ -95,12 +110,46 @@ TEST_F(Scenario, StepsGiveTheirCodesOutputsBytesAndCursor) {
       }
       EXPECT_EQ(pas(zone, etape.substr(0, fleche)), texte) << etape;
     }
-    EXPECT_EQ(c[4] == "=" ? to_hex(depart) : c[4], donnees_hex(zone));
+    EXPECT_EQ(to_hex(c[4] == "=" ? depart : octets_hex(c[4])), donnees_hex(zone));
     EXPECT_EQ(curseur(zone), c[5]);
     if (trace) {
       trace_attendue(*trace, c[6]);
     }
   }
+}
+
+using Cursor = ZoneTest;
+
+TEST_F(Cursor, KeptReadNextGroupOfIdentifierZeroRunsTheOccurrenceRound) {
+  // Identifier 0 is found at once without moving: each occurrence from 1 to 65535 is searched
+  // from the start and traced; the count runs round to 0, which is refused before any line.
+  const uint16_t zone = envelopper(hex("00 01 01 00 00 00 01 00"));
+  for (const bool trace : {false, true}) {
+    ASSERT_CODE(0, MC_usAvancerGroupeSuivant(zone, 1, 0, nullptr));
+    std::unique_ptr<TraceCapture> capture(trace ? new TraceCapture({{1, 3, 2}}) : nullptr);
+    uint16_t id = 9;
+    uint16_t occurrence = 9;
+    EXPECT_CODE(0, MC_usLireGroupeSuivant(zone, 0, &id, &occurrence));
+    EXPECT_EQ(id, 0);
+    EXPECT_EQ(occurrence, 0);
+    EXPECT_EQ(curseur(zone), "g0+0:0 id0 c0+0:0 n0 cg0 cc0");
+    if (trace) {
+      const std::vector<std::string> lignes = capture->lines();
+      ASSERT_EQ(lignes.size(), 7u + 4u * 65535u + 2u);
+      EXPECT_EQ(std::count(lignes.begin(), lignes.end(), "  { MC_usRechercherGroupe"), 65535);
+      std::string bouts;
+      for (size_t i : {size_t{0}, size_t{1}, size_t{2}, size_t{3}, size_t{4}, size_t{5}, size_t{6},
+                       size_t{7}, size_t{8}, lignes.size() - 2, lignes.size() - 1}) {
+        bouts += lignes[i] + "\n";
+      }
+      EXPECT_EQ(bouts, bloc("lire_groupe_zero"));
+    }
+  }
+  // From the start the loop does not run: no search at all.
+  const uint16_t zero = envelopper(hex("00 00 01 00"));
+  TraceCapture trace({{1, 3, 2}});
+  EXPECT_CODE(0, MC_usLireGroupeSuivant(zero, 0, nullptr, nullptr));
+  EXPECT_EQ(texte(trace).find("MC_usRechercherGroupe"), std::string::npos);
 }
 
 }  // namespace
