@@ -115,6 +115,7 @@ TEST_F(Scenario, StepsGiveTheirCodesOutputsBytesAndCursor) {
     if (trace) {
       trace_attendue(*trace, c[6]);
     }
+    MC_usLibererZoneMemoire(zone);
   }
 }
 

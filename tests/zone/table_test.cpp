@@ -38,7 +38,7 @@ TEST_F(ZoneTable, CreationTracesAndKeptFailures) {
   // Kept: the exit line shows 0; a refused buffer leaves the descriptor registered.
   for (uint32_t reussites : {0u, 1u}) {
     SCOPED_TRACE(reussites);
-    reinitialiser();
+    vider();
     TraceCapture trace({{1, 3, 2}});
     mc::testing::faire_echouer_allocation(reussites);
     uint16_t usZone = 0xFFFF;

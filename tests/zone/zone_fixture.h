@@ -33,7 +33,9 @@ inline const unsigned char* octets(const char* texte) {
 class ZoneTest : public ::testing::Test {
  protected:
   void SetUp() override { reinitialiser(); }
-  void TearDown() override {
+  void TearDown() override { vider(); }
+  // Gives back the buffers the library allocated, then resets the table, trace and counters.
+  void vider() {
     for (ZoneMemoire* pZone : mc::ZM) {
       if (pZone != nullptr && externes_.count(pZone->Buffer) == 0) {
         MC_Liberer(pZone->Buffer);
