@@ -1,10 +1,13 @@
-// zone_fixture.h -- the fixture of the zone tests: a clean zone table, the worked two-group zone,
-// and the release of every buffer the library allocated for a test.
+// zone_fixture.h -- the one fixture of the zone tests: a clean zone table, trace and allocation
+// counters, the worked two-group zone, the cursor as one line, and the release of every buffer
+// the library allocated for a test.
 #ifndef MC_TESTS_ZONE_ZONE_FIXTURE_H
 #define MC_TESTS_ZONE_ZONE_FIXTURE_H
 
-#include <algorithm>
+#include <cstring>
+#include <memory>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -15,36 +18,33 @@
 namespace mc::test {
 
 // The worked example: group 1 with "AB" and "C", group 515 with one field of 130 bytes (0..129).
-inline Bytes exemple_donnees_130() {
-  Bytes data(130);
-  for (size_t i = 0; i < data.size(); ++i) {
-    data[i] = static_cast<uint8_t>(i);
-  }
-  return data;
-}
-
 inline Bytes exemple_zone() {
   Bytes zone = hex("00 01 05 02 41 42 01 43 02 03 81 84 81 82");
-  const Bytes data = exemple_donnees_130();
-  zone.insert(zone.end(), data.begin(), data.end());
+  for (int i = 0; i < 130; ++i) {
+    zone.push_back(static_cast<uint8_t>(i));
+  }
   return zone;
+}
+
+inline const unsigned char* octets(const char* texte) {
+  return reinterpret_cast<const unsigned char*>(texte);
 }
 
 class ZoneTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    mc::testing::reset_trace();
-    mc::testing::reset_zones();
-    mc::testing::reset_memoire();
-  }
-
-  void TearDown() override {
-    mc::testing::reset_trace();
+  void SetUp() override { reinitialiser(); }
+  void TearDown() override { vider(); }
+  // Gives back the buffers the library allocated, then resets the table, trace and counters.
+  void vider() {
     for (ZoneMemoire* pZone : mc::ZM) {
       if (pZone != nullptr && externes_.count(pZone->Buffer) == 0) {
         MC_Liberer(pZone->Buffer);
       }
     }
+    reinitialiser();
+  }
+  static void reinitialiser() {
+    mc::testing::reset_trace();
     mc::testing::reset_zones();
     mc::testing::reset_memoire();
   }
@@ -56,46 +56,75 @@ class ZoneTest : public ::testing::Test {
     return usZone;
   }
 
-  // A structured zone wrapping a copy of the bytes, with `marge` more bytes of room.
+  // A structured zone wrapping an exact-size heap copy of the bytes (so that the sanitizer sees
+  // a read past it), with `marge` more bytes of room.
   uint16_t envelopper(const Bytes& donnees, uint32_t marge = 0) {
-    auto& tampon = tampons_.emplace_back(donnees);
-    tampon.resize(donnees.size() + marge);
-    externes_.insert(tampon.data());
+    const size_t taille = donnees.size() + marge == 0 ? 1 : donnees.size() + marge;
+    tampons_.emplace_back(new unsigned char[taille]());
+    std::copy(donnees.begin(), donnees.end(), tampons_.back().get());
+    externe(tampons_.back().get());
     uint16_t usZone = 0xFFFF;
-    EXPECT_CODE(0, MC_usInitialiserZoneMemoireNonPlein(
-                       tampon.data(), static_cast<uint32_t>(tampon.size()),
-                       static_cast<uint32_t>(donnees.size()), &usZone, 1));
+    EXPECT_CODE(0, MC_usInitialiserZoneMemoireNonPlein(tampons_.back().get(),
+                                                       static_cast<uint32_t>(taille),
+                                                       static_cast<uint32_t>(donnees.size()), &usZone, 1));
     return usZone;
   }
 
   static ZoneMemoire& z(uint16_t usZone) { return *mc::ZM[usZone]; }
-
-  // The zone's data bytes.
   static Bytes donnees(uint16_t usZone) {
-    const ZoneMemoire& zone = z(usZone);
-    return Bytes(zone.Buffer, zone.Buffer + zone.TailleDonnees);
+    return Bytes(z(usZone).Buffer, z(usZone).Buffer + z(usZone).TailleDonnees);
+  }
+  static std::string donnees_hex(uint16_t usZone) { return to_hex(donnees(usZone)); }
+
+  // The cursor: "g<offset>+<header>:<length> id<identifier> c<offset>+<length size>:<length>
+  // n<field number> cg<group counter> cc<field counter>".
+  static std::string curseur(uint16_t usZone) {
+    const ZoneMemoire& c = z(usZone);
+    std::ostringstream os;
+    os << "g" << c.OffsetGroupe << "+" << c.TailleEnteteGroupe << ":" << c.LongueurGroupe << " id"
+       << c.IdentifiantGroupe << " c" << c.OffsetChamp << "+" << c.TailleLongueurChamp << ":"
+       << c.LongueurChamp << " n" << c.NumeroChamp << " cg" << c.CompteurGroupe << " cc" << c.CompteurChamp;
+    return os.str();
   }
 
   // A buffer the test owns, not to be released with the zone.
   void externe(const void* p) { externes_.insert(p); }
 
  private:
-  std::vector<Bytes> tampons_;
+  std::vector<std::unique_ptr<unsigned char[]>> tampons_;
   std::set<const void*> externes_;
 };
 
-// Trace lines with the addresses printed by "%p" replaced by <adr>.
-inline std::vector<std::string> sans_adresses(std::vector<std::string> lines) {
-  for (std::string& line : lines) {
-    for (size_t pos = line.find("0x0x"); pos != std::string::npos; pos = line.find("0x0x", pos)) {
-      size_t end = pos + 4;
-      while (end < line.size() && std::isxdigit(static_cast<unsigned char>(line[end]))) {
-        ++end;
+// The trace so far, addresses printed by "%p" shown as 0x<adr>, one '\n' after each line.
+inline std::string texte(const TraceCapture& trace) {
+  std::string out;
+  for (std::string ligne : trace.lines()) {
+    for (size_t pos = ligne.find("0x0x"); pos != std::string::npos; pos = ligne.find("0x0x", pos)) {
+      size_t fin = pos + 4;
+      while (fin < ligne.size() && std::isxdigit(static_cast<unsigned char>(ligne[fin]))) {
+        ++fin;
       }
-      line.replace(pos, end - pos, "0x<adr>");
+      ligne.replace(pos, fin - pos, "0x<adr>");
+    }
+    out += ligne + "\n";
+  }
+  return out;
+}
+
+// A named block of zone/traces.golden.
+inline std::string bloc(const std::string& nom) {
+  for (const auto& [n, t] : read_blocks("zone/traces.golden")) {
+    if (n == nom) {
+      return t;
     }
   }
-  return lines;
+  ADD_FAILURE() << "no block " << nom;
+  return {};
+}
+
+// The trace so far against a named block of zone/traces.golden.
+inline void trace_attendue(const TraceCapture& trace, const std::string& nom) {
+  EXPECT_EQ(texte(trace), bloc(nom)) << nom;
 }
 
 }  // namespace mc::test
