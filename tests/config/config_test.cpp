@@ -312,7 +312,8 @@ TEST_F(ConfigTest, WorkingDirectoryAndVersionFiles) {
   ASSERT_CODE(0, MC_usEcrireVersionComposant(92, "020", 1));
   EXPECT_EQ("020", read_text(adm("92.adm")));
   for (const auto& [composant, octets] : {std::pair{200, "\\x00\\xFF\\r\\n"}, {5, ""}, {17, "2.4.1"}}) {
-    write_text(adm(composant == 200 ? "-56.adm" : std::to_string(composant) + ".adm"), unescape(octets));
+    if (composant == 200) write_text(adm("-56.adm"), unescape(octets));
+    else ASSERT_CODE(0, MC_usEcrireVersionComposant(uint8_t(composant), octets, 0));
     char* lu = nullptr;
     uint32_t l = 7;
     const uint32_t allocations = mc::testing::nombre_allocations(), liberations = mc::testing::nombre_liberations();
