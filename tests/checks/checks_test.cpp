@@ -130,12 +130,15 @@ void run_case(const Case& c) {
     std::vector<char> v(s.begin(), s.end());
     if (op == "reduire") v.push_back('\0');
     char* p = c[1] == "(null)" ? nullptr : v.data();
-    const auto taille = uint32_t(s.size());
+    const auto taille = uint32_t(op == "type" && c.fields.size() > 5 ? n(5) : s.size());
     uint32_t l = kIntact;
     char* copie = reinterpret_cast<char*>(&l);
     const int8_t t = int8_t(std::isalpha(static_cast<unsigned char>(c[2][0])) ? c[2][0] : n(2));
     if (op == "type") {
       EXPECT_EQ(n(3), bChaineCtrlFormat(p, taille, t, &l));
+      uint32_t l2 = kIntact;  // the untraced check agrees
+      EXPECT_EQ(n(3) == 1, type_valide(p, taille, t, &l2));
+      EXPECT_EQ(uint32_t(n(4)), l2);
     } else if (op == "reduire") {
       EXPECT_EQ(n(3), MC_bReduireChaine(p, taille, t, &l));
       if (p != nullptr) { EXPECT_EQ(etendu(c[5]), std::string(p)); }
