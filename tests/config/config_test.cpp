@@ -134,7 +134,6 @@ TEST_F(ConfigTest, NothingToReadOrWrite) {
   EXPECT_EQ(0u, MC_ulLireChaineNorba("ss", "cle", nullptr, 8));
   EXPECT_EQ(1u, MC_ulLireChaineNorba("ss", "cle", b, 1));
   EXPECT_EQ(1u, MC_ulLireChaineIni("ss", "cle", b, 0xFFFFFFFFu, path.c_str()));
-  EXPECT_EQ(-1, MC_lLireLongNorba("ss", nullptr));
   EXPECT_EQ(-1, MC_lLireLongIni(nullptr, "cle", path.c_str()));
   EXPECT_CODE(MC_ERR_ARGUMENT, MC_usEcrireVersionComposant(92, nullptr, 0));
   EXPECT_CODE(MC_ERR_ARGUMENT, MC_usDonnerRepertoireTravail(nullptr));
