@@ -1,7 +1,9 @@
 // values_test.cpp -- every value type through the writer and the reader, from the case tables
-// values.cases (written, then read back) and reads.cases (crafted data at the end of a file).
+// values.cases (written, then read back) and reads.cases (crafted data at the end of a file); a
+// valid file cut at every length and damaged at every byte fails with its exact codes.
 #include <cmath>
 #include <cstdio>
+#include <map>
 
 #include "tests/tablefile/tftest.h"
 
@@ -38,7 +40,8 @@ std::vector<uint16_t> units_of(const std::string& v) {
   return u;
 }
 
-uint32_t g_block = 0;  // bytes allocated by the last string read
+uint32_t g_block = 0;        // bytes allocated by the last string read
+bool g_compare_failed = true;  // a failed read is compared too (a cut file: only the good ones)
 
 uint16_t write_value(uint16_t n, const std::string& type, const std::string& v) {
   const auto i = [&] { return number(v); };
@@ -72,7 +75,7 @@ uint16_t read_value(uint16_t n, const std::string& type, const std::string& v) {
   const auto check = [&](auto read, auto sentinel, auto expected) {
     auto r = sentinel;
     const uint16_t code = read(n, &r);
-    EXPECT_EQ(same ? sentinel : expected, r);
+    if (code == 0 || g_compare_failed) { EXPECT_EQ(same ? sentinel : expected, r); }
     return code;
   };
   const auto i = [&] { return same ? 0 : number(v); };
@@ -89,21 +92,21 @@ uint16_t read_value(uint16_t n, const std::string& type, const std::string& v) {
     const uint16_t code = MC_usLireDate(n, &y, &m, &d);
     char text[32];
     snprintf(text, sizeof text, "%u %u %u", y, m, d);
-    EXPECT_EQ(same ? "23130 90 90" : v, text);
+    if (code == 0 || g_compare_failed) { EXPECT_EQ(same ? "23130 90 90" : v, text); }
     return code;
   }
   if (type == "fix" || type == "fix4") {
     const std::string t = same ? std::string(4, 'Z') : unescape(v.rfind("null:", 0) == 0 ? "" : v);
     std::string r(t.size(), 'Z');
     const uint16_t code = MC_usLireChampFixe(n, r.data(), static_cast<uint32_t>(r.size()));
-    EXPECT_EQ(to_hex(bytes_of(t)), to_hex(bytes_of(r)));
+    if (code == 0 || g_compare_failed) { EXPECT_EQ(to_hex(bytes_of(t)), to_hex(bytes_of(r))); }
     return code;
   }
   if (type == "uni" || type == "uni3") {
     const auto u = same ? std::vector<uint16_t>(3, 0x5A5A) : units_of(v);
     std::vector<uint16_t> r(u.size(), 0x5A5A);
     const uint16_t code = MC_usLireChampUnicodeFixe(n, r.data(), static_cast<uint32_t>(r.size()));
-    EXPECT_EQ(u, r);
+    if (code == 0 || g_compare_failed) { EXPECT_EQ(u, r); }
     return code;
   }
   char* r = reinterpret_cast<char*>(1);
@@ -112,10 +115,10 @@ uint16_t read_value(uint16_t n, const std::string& type, const std::string& v) {
   g_block = memoire_allouee() - before;
   if (v == "null") {
     EXPECT_EQ(nullptr, r);
-  } else {
+  } else if (code == 0 || g_compare_failed) {
     EXPECT_EQ(text_of(v), r != nullptr ? std::string(r) : "(null)");
-    MC_Liberer(r);
   }
+  if (r != reinterpret_cast<char*>(1)) MC_Liberer(r);
   return code;
 }
 
@@ -177,6 +180,113 @@ TEST_F(ValueTest, CraftedDataAtTheEndOfTheFile) {
     if (c.fields.size() > 5) { EXPECT_TRUE(has_line(trace.lines(), c[5])); }
     trace.stop();
     EXPECT_CODE(0, MC_usLibererFichierBinaire(n, nullptr));
+  }
+}
+
+// The damaged file: a table header then these values.
+const std::pair<const char*, const char*> kItems[] = {
+    {"uc", "0xAB"},   {"sc", "-5"},          {"us", "0x0102"}, {"ss", "-2"},        {"ul", "0x01020304"},
+    {"sl", "-256"},   {"dbl", "-1234.5"},    {"date", "2026 1 15"}, {"fix", "abc"}, {"str", "hello"},
+    {"str", "rep:300"}, {"uni", "0102 0304"}, {"ul", "0xCAFEF00D"}};
+
+class DamageTest : public TableFileTest {
+ protected:
+  void SetUp() override {
+    TableFileTest::SetUp();
+    uint16_t num = 0;
+    ASSERT_CODE(0, creer("v.tbx", MC_CONTROLE_CRC16, &num, entete_exemple("v.tbx", "essai")));
+    const EnteteTable t = entete_table("T", 1);
+    ASSERT_CODE(0, MC_usEcrireEnteteTable(num, &t));
+    for (const auto& [type, value] : kItems) ASSERT_CODE(0, write_value(num, type, value));
+    ASSERT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
+    valid_ = read_file(path("v.tbx"));
+    g_compare_failed = false;
+  }
+  void TearDown() override {
+    g_compare_failed = true;
+    TableFileTest::TearDown();
+  }
+  // Reads the table header and every value; the index of the first failing read (0 the header,
+  // i the item i - 1, size + 1 when all went well), its code in *code.
+  size_t read_all(uint16_t num, uint16_t* code) {
+    EnteteTable t;
+    if ((*code = MC_usLireEnteteTable(num, &t)) != 0) return 0;
+    for (size_t i = 0; i < std::size(kItems); ++i) {
+      // A string cut in its length bytes reads as empty: it is not compared.
+      *code = read_value(num, kItems[i].first, partial_string_ && i == 10 ? "" : kItems[i].second);
+      if (*code != 0) return i + 1;
+    }
+    return std::size(kItems) + 1;
+  }
+  // Where a file cut at `length` makes the reading fail, from the format alone: each value needs
+  // its bytes; a string whose length bytes are cut takes the length of those read, and a length
+  // of 0 then reads as an empty string with nothing left behind it.
+  size_t expected_failure(size_t length) {
+    static const std::map<std::string, size_t> sizes = {{"uc", 1}, {"sc", 1}, {"us", 2}, {"ss", 2}, {"ul", 4},
+                                                       {"sl", 4}, {"dbl", 8}, {"date", 4}, {"fix", 3}, {"uni", 4}};
+    partial_string_ = false;
+    size_t pos = 63 + 5 + 25;
+    if (length < pos) return 0;
+    for (size_t i = 0; i < std::size(kItems); ++i) {
+      size_t need = sizes.count(kItems[i].first) != 0 ? sizes.at(kItems[i].first) : 0;
+      if (need == 0) {
+        if (length < pos + 1) return i + 1;
+        const uint8_t first = valid_[pos];
+        const size_t count = first > 0x80 ? first - 0x80u : 0;
+        const size_t available = std::min(count, length - pos - 1);
+        uint32_t len = first > 0x80 ? 0 : first;
+        for (size_t k = 0; k < available; ++k) len = (len << 8) | valid_[pos + 1 + k];
+        if (available < count && len == 0) {
+          partial_string_ = true;
+          pos = length;
+          continue;
+        }
+        need = 1 + count + len;
+      }
+      if (length < pos + need) return i + 1;
+      pos += need;
+    }
+    return std::size(kItems) + 1;
+  }
+  Bytes valid_;
+  bool partial_string_ = false;
+};
+
+TEST_F(DamageTest, FileCutAtEveryLengthFailsWithItsExactCode) {
+  const size_t comment_cr = 60 + 5;
+  for (size_t length = 0; length <= valid_.size(); ++length) {
+    SCOPED_TRACE(length);
+    const Bytes cut(valid_.begin(), valid_.begin() + static_cast<long>(length));
+    // With its CRC: the header needs its comment's CR, then the CRC no longer matches.
+    const uint16_t expected = length <= comment_cr ? MC_ERR_FIN_FICHIER : length == valid_.size() ? 0 : MC_ERR_CONTROLE;
+    uint16_t num = ouvrir_octets("v.tbx", cut, MC_CONTROLE_CRC16, expected);
+    ASSERT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
+    // Without it the file opens, and reading stops at the first value the cut reaches.
+    ASSERT_CODE(length > comment_cr ? 0 : MC_ERR_FIN_FICHIER, ouvrir("v.tbx", 0, &num));
+    if (length > comment_cr) {
+      const size_t expected_index = expected_failure(length);
+      uint16_t code = 0;
+      ASSERT_EQ(expected_index, read_all(num, &code));
+      ASSERT_CODE(length == valid_.size() ? 0 : MC_ERR_FIN_FICHIER, code);
+    }
+    ASSERT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
+  }
+}
+
+TEST_F(DamageTest, FileDamagedAtEveryByteIsRefusedWithItsExactCode) {
+  for (size_t at = 0; at < valid_.size(); ++at) {
+    SCOPED_TRACE(at);
+    Bytes damaged = valid_;
+    damaged[at] ^= 0xFF;
+    uint16_t expected = MC_ERR_CONTROLE;
+    if (at >= 5 && at < 17) {
+      expected = MC_ERR_NOM_FICHIER;  // the name is compared before the CRC
+    } else if (at == 60 + 5) {
+      // The comment runs on to the next CR, or to the end of the file.
+      expected = std::find(damaged.begin() + static_cast<long>(at) + 1, damaged.end(), 0x0D) != damaged.end()
+                     ? MC_ERR_CONTROLE : MC_ERR_FIN_FICHIER;
+    }
+    ASSERT_CODE(0, MC_usLibererFichierBinaire(ouvrir_octets("v.tbx", damaged, MC_CONTROLE_CRC16, expected), nullptr));
   }
 }
 
