@@ -4,14 +4,11 @@
 #ifndef MC_TESTS_TABLEFILE_TFTEST_H
 #define MC_TESTS_TABLEFILE_TFTEST_H
 
-#include <fcntl.h>
 #include <nettle/rsa.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -110,34 +107,6 @@ inline void sceller_crc(Bytes& file) {
   snprintf(text, sizeof text, "%04X", crc_reference(file, 4));
   memcpy(file.data(), text, 4);
 }
-
-// A 16 KiB tmpfs mounted on `dir` for the life of the object (root only: check monte()).
-class DisquePlein {
- public:
-  explicit DisquePlein(std::string dir) : dir_(std::move(dir)) {
-    monte_ = geteuid() == 0 && (mkdir(dir_.c_str(), 0755) == 0 || errno == EEXIST) &&
-             mount("tmpfs", dir_.c_str(), "tmpfs", 0, "size=16k") == 0;
-  }
-  ~DisquePlein() {
-    if (monte_) umount2(dir_.c_str(), MNT_DETACH);
-  }
-  DisquePlein(const DisquePlein&) = delete;
-  DisquePlein& operator=(const DisquePlein&) = delete;
-  bool monte() const { return monte_; }
-  // Fills the file system but for `libres` bytes.
-  bool remplir(long libres) const {
-    const int fd = open((dir_ + "/plein").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    char bloc[1024] = {};
-    long total = 0;
-    for (ssize_t n = 0; fd >= 0 && (n = write(fd, bloc, sizeof bloc)) > 0;) total += n;
-    const bool ok = fd >= 0 && total >= libres && ftruncate(fd, total - libres) == 0;
-    return close(fd) == 0 && ok;
-  }
-  std::string dir_;
-
- private:
-  bool monte_ = false;
-};
 
 // Nettle (nettle_ref.cpp): keys from RSAREF records, MD5 PKCS #1 v1.5.
 struct RsaKey {
