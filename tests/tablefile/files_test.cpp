@@ -1,12 +1,10 @@
 // files_test.cpp -- table files as a whole: slots, opening and creation, the header, tables and
 // their search, the CRC16, traced scenarios against scenarios.golden, special files and full disks.
-#include <fcntl.h>
-#include <sys/mount.h>
-
 #include <cstdio>
 #include <functional>
 #include <map>
 
+#include "tests/tablefile/limites.h"
 #include "tests/tablefile/tftest.h"
 
 namespace mc::test {
@@ -668,27 +666,18 @@ TEST_F(FileTest, ReadsStopAtTheLengthMeasuredAtOpening) {
   EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
 }
 
-// A 16 KiB tmpfs (root only), filled but for one page before each file.
 TEST_F(FileTest, FullDiskFailsEveryLaterWriteAndSealsNothing) {
-  const std::string disk = path("mnt");
-  if (geteuid() != 0 || mkdir(disk.c_str(), 0755) != 0 || mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=16k") != 0) {
-    GTEST_SKIP() << "mounting a tmpfs needs root";
-  }
-  const std::unique_ptr<const char, void (*)(const char*)> unmount(disk.c_str(), [](const char* d) { umount2(d, MNT_DETACH); });
+  const DisquePlein disque(path("mnt"));
+  if (!disque.monte()) GTEST_SKIP() << "mounting a tmpfs needs root";
   const EnteteFichierBinaire e = entete_exemple("p.tbx");
   const EnteteTable t = entete_table("T", 1);
   for (uint16_t type : {MC_CONTROLE_CRC16, MC_CONTROLE_SIGNATURE, 0u}) {
     SCOPED_TRACE(type);
-    std::remove((disk + "/p.tbx").c_str());
-    const int fd = open((disk + "/plein").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    const std::string block(1024, 0);
-    long total = 0;
-    for (ssize_t n = 0; (n = write(fd, block.data(), block.size())) > 0;) total += n;
-    ASSERT_EQ(0, ftruncate(fd, total - 4096));
-    close(fd);
+    std::remove((disque.dir() + "/p.tbx").c_str());
+    ASSERT_TRUE(disque.remplir(4096));
     TraceCapture trace({{1, 7, 2}});
     uint16_t num = 0;
-    ASSERT_CODE(0, MC_usCreerFichierBinaire(disk.c_str(), "p.tbx", type, &e, &num));
+    ASSERT_CODE(0, MC_usCreerFichierBinaire(disque.dir().c_str(), "p.tbx", type, &e, &num));
     ASSERT_CODE(0, MC_usEcrireEnteteTable(num, &t));
     uint32_t failed = 0;  // from the first write that fails on, every write fails
     for (uint32_t i = 0; i < 2048; ++i) {
@@ -706,7 +695,7 @@ TEST_F(FileTest, FullDiskFailsEveryLaterWriteAndSealsNothing) {
     EXPECT_FALSE(has_line(lines, "{ usCalculerCRC16 : Calcul du CRC du fichier"));
     EXPECT_FALSE(has_line(lines, "{ MC_usEcrireSignatureFichier : NumFichier = 1"));
     EnteteFichierBinaire r;
-    EXPECT_CODE(type == 0 ? 0 : MC_ERR_CONTROLE, MC_usInitialiserFichierBinaire(disk.c_str(), "p.tbx", type, &num, &r));
+    EXPECT_CODE(type == 0 ? 0 : MC_ERR_CONTROLE, MC_usInitialiserFichierBinaire(disque.dir().c_str(), "p.tbx", type, &num, &r));
     EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
   }
 }

@@ -268,7 +268,9 @@ TEST_F(Signature, SignedFileCarriesNettlesSignatureOfBytesFromPosition4AndOpens)
   Bytes bad = file;
   bad[100] ^= 0x20;
   num = ouvrir_octets("signe.tbx", bad, 0);
+  const uint32_t released = mc::testing::nombre_liberations();
   EXPECT_CODE(RE_SIGNATURE, MC_usVerifierSignatureFichier(num));
+  EXPECT_EQ(released + 3, mc::testing::nombre_liberations()) << "key, content and signature released";
   mc::testing::faire_echouer_allocation(0);
   EXPECT_CODE(MC_ERR_FICHIER, MC_usVerifierSignatureFichier(num)) << "no public key";
   EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
