@@ -168,6 +168,9 @@ TEST_F(FileTest, PositionsLengthsAndKeptMoveBackOfReadingAPiece) {
   EXPECT_CODE(MC_ERR_FICHIER, MC_usLirePositionFichier(num, nullptr));
   ASSERT_CODE(0, MC_usPositionnerOffset(num, 10, SEEK_SET));
   unsigned char* buffer = nullptr;
+  EXPECT_CODE(0, MC_usLireFichierBinaire(num, 0, 4, &buffer));
+  EXPECT_EQ(bytes_of("0000"), Bytes(buffer, buffer + 4));
+  MC_Liberer(buffer);
   EXPECT_CODE(0, MC_usLireFichierBinaire(num, 68, 4, &buffer));
   EXPECT_EQ(bytes_of("TEST"), Bytes(buffer, buffer + 4));
   MC_Liberer(buffer);
@@ -335,6 +338,7 @@ TEST_F(FileTest, TableHeadersAsWrittenAndTwoTablesWithoutSizeBetweenThem) {
   t.ucNombreDescripteurs2 = 4;
   t.ucReserve = 5;
   const EnteteTable b = entete_table("B", 1);
+  EXPECT_CODE(MC_ERR_ARGUMENT, MC_usEcrireEnteteTable(num, nullptr));
   EXPECT_CODE(0, MC_usEcrireEnteteTable(num, &t));
   EXPECT_CODE(0, MC_usEcrireUnsignedShort(num, 1));
   EXPECT_CODE(0, MC_usEcrireEnteteTable(num, &b));
@@ -348,6 +352,16 @@ TEST_F(FileTest, TableHeadersAsWrittenAndTwoTablesWithoutSizeBetweenThem) {
   EXPECT_EQ(to_hex(expected), to_hex(read_file(path("t.tbx"))));
 }
 
+TEST_F(FileTest, TableHeaderWrittenAtTheVeryStartOfTheFile) {
+  uint16_t num = 0;
+  ASSERT_CODE(0, creer("z.tbx", 0, &num, entete_exemple("z.tbx", "c")));
+  ASSERT_CODE(0, MC_usPositionnerOffset(num, 0, SEEK_SET));
+  const EnteteTable t = entete_table("Z", 1);
+  EXPECT_CODE(0, MC_usEcrireEnteteTable(num, &t));
+  EXPECT_EQ(10, g_etatFichiers.lPositionTailleTable);
+  EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
+}
+
 TEST_F(FileTest, KeptWritesOnAFileOpenedForReading) {
   write_file(path("tablebin.tbx"), exemple_95());
   uint16_t num = 0;
@@ -355,6 +369,7 @@ TEST_F(FileTest, KeptWritesOnAFileOpenedForReading) {
   const EnteteTable t = entete_table("X");
   const uint16_t units[1] = {1};
   EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireEnteteTable(num, &t));
+  EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireEnteteTable(num, nullptr));
   EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireUnsignedChar(num, 1));
   EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireSignedChar(num, 1));
   EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireUnsignedShort(num, 1));
@@ -458,7 +473,9 @@ TEST_F(FileTest, SearchInCraftedTableAreas) {
       {big, 0, 0, 0, -2, "SMALL", MC_ERR_FIN}, {concat({big, Bytes(128, 0)}), 0, 0, 0, -2, "SMALL", 0},
       {big, 1, 0, 0, -2, "SMALL", 0}, {big, 0, 0, 0, -1, "Z", MC_ERR_FIN}, {big, 0, 0, 0, -1, "BIG", 0},
       // From a cut last header its read hits the end of the file: the wrap replaces the error.
-      {cut, 1, 0, 0, static_cast<int32_t>(cut.size() - 12), "B", 0}, {cut, 1, 0, 0, 64, "C", MC_ERR_FIN}};
+      {cut, 1, 0, 0, static_cast<int32_t>(cut.size() - 12), "B", 0}, {cut, 1, 0, 0, 64, "C", MC_ERR_FIN},
+      // From the very start of the file its header is read as a table's, whose size ends the round.
+      {three, 1, 0, 0, 0, "B", MC_ERR_FIN}};
   for (const Case& c : cases) {
     SCOPED_TRACE(::testing::Message() << c.file.size() << " " << c.type << " " << c.size_at << " " << c.name);
     Bytes file = c.file;
@@ -577,12 +594,16 @@ TEST_F(FileTest, TracedScenariosMatchTheirGoldenBlocks) {
          EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireTaille(num));
          EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireChaineVariable(num, "ab"));
          EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireChaineVariable(num, nullptr));
+         EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireUnsignedChar(num, 1));  // refused without an error line
          EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
          EXPECT_CODE(MC_ERR_NUMERO, MC_usLibererFichierBinaire(num, nullptr));
          EXPECT_CODE(MC_ERR_NUMERO, MC_usEcrireChaineVariable(0, "ab"));
          EXPECT_CODE(MC_ERR_NUMERO, MC_usEcrireChaineVariable(7, "ab"));
          uint32_t size = 0;
          EXPECT_CODE(MC_ERR_NUMERO, usTailleDonnneeFichierBinaire(0, &size));
+         // A signed file whose key cannot be read is closed unsigned.
+         ASSERT_CODE(0, creer("signe.tbx", MC_CONTROLE_SIGNATURE, &num, entete_exemple("signe.tbx")));
+         EXPECT_CODE(MC_ERR_FICHIER, MC_usLibererFichierBinaire(num, path("absent.key").c_str()));
          EXPECT_CODE(MC_ERR_NUMERO, usTailleDonnneeFichierBinaire(5, &size));
        }},
       {"arguments",

@@ -1,5 +1,7 @@
 // signature_test.cpp -- message signatures, key files, the public key and signed table files
 // (control type 2), checked against Nettle.
+#include <nettle/bignum.h>
+
 #include <functional>
 
 #include "tests/tablefile/tftest.h"
@@ -168,6 +170,31 @@ TEST_F(Signature, SigningWithBrokenKeysFailsWithBareOneAndWritesNothing) {
     cases[i](key);
     EXPECT_EQ(Bytes(128, 0xEE), sign(message, key, 1)) << i;
   }
+}
+
+// Fields above their bound that still meet the congruences (d mod p - 1 plus p - 1, q^-1 plus p)
+// are refused as well.
+TEST_F(Signature, UnreducedCrtFieldsAreRefused) {
+  int crafted = 0;
+  for (int round = 0; crafted == 0 && round < 60; ++round) {
+    const int field = round % 3;
+    const Key pair = nettle_generate(1024);  // until one leaves room above a bound
+    R_RSA_PRIVATE_KEY key = private_record(*pair);
+    uint8_t* x = field == 2 ? key.coefficient : key.primeExponent[field];
+    mpz_t a, m;
+    mpz_inits(a, m, nullptr);
+    nettle_mpz_set_str_256_u(a, 64, x);
+    nettle_mpz_set_str_256_u(m, 64, key.prime[field == 1 ? 1 : 0]);
+    mpz_add(a, a, m);
+    if (field < 2) mpz_sub_ui(a, a, 1);
+    if (mpz_sizeinbase(a, 2) <= 512) {
+      nettle_mpz_get_str_256(64, x, a);
+      ++crafted;
+      sign(message_of(20), key, 1);
+    }
+    mpz_clears(a, m, nullptr);
+  }
+  EXPECT_LT(0, crafted) << "no field of the second pair leaves room above its bound";
 }
 
 TEST_F(Signature, MemoryShortageGivesACodeAndTheNextCallWorks) {
