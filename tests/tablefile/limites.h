@@ -1,5 +1,6 @@
-// limites.h -- for the tests that leave the well-trodden paths of the files: a small file system
-// that fills up, and a watchdog for tests that a faulty build could block.
+// limites.h -- for the tests that leave the well-trodden paths of the files (here and in the
+// dictionary tests): a small file system that fills up, and a watchdog for tests that a faulty
+// build could block.
 #ifndef MC_TESTS_TABLEFILE_LIMITES_H
 #define MC_TESTS_TABLEFILE_LIMITES_H
 
