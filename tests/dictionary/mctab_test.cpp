@@ -1,5 +1,6 @@
 // mctab_test.cpp -- the dictionary tables: the three queries on tables filled in place, the
 // loaders on table files written with the library's writer, and the freeing.
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,31 @@ TEST_F(Dictionnaire, ListeGroupes) {
   EXPECT_CODE(MC_ERR_MEMOIRE, MC_usDonnerListeGroupes(nullptr, &usNombre));
   EXPECT_EQ(3, usNombre);
   EXPECT_EQ(ulPris, blocs_pris());
+}
+
+// A refused answer is 0xF801: the output is left as it was, no block stays taken, and the next
+// call works.
+TEST_F(Dictionnaire, RefusedAnswersOfTheQueries) {
+  remplir_exemple();
+  void* pvSortie = nullptr;
+  uint16_t usNombre = 0;
+  const std::function<uint16_t()> requetes[] = {
+      [&] { return MC_usDonnerListeGroupes(reinterpret_cast<uint16_t**>(&pvSortie), &usNombre); },
+      [&] { return MC_usDonnerInformationChamp(0xABCD, reinterpret_cast<MC_InformationChamp**>(&pvSortie), &usNombre); },
+      [&] { return MC_usDonnerChampValeur(0xABCD, 2, 3, reinterpret_cast<char**>(&pvSortie)); }};
+  for (const auto& requete : requetes) {
+    mc::test::each_allocation_failure([&] {
+      pvSortie = reinterpret_cast<void*>(0x1);
+      const uint32_t ulPris = blocs_pris() - mc::allocations_refusees();
+      const uint16_t usCr = requete();
+      if (usCr != MC_CR_OK) {
+        EXPECT_EQ(reinterpret_cast<void*>(0x1), pvSortie);  // left as it was
+        EXPECT_EQ(ulPris, blocs_pris() - mc::allocations_refusees());
+      }
+      MC_Liberer(usCr == MC_CR_OK ? pvSortie : nullptr);
+      return usCr;
+    });
+  }
 }
 
 TEST_F(Dictionnaire, InformationChampPacksSeventeenByteRecords) {
