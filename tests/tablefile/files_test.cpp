@@ -1,6 +1,8 @@
 // files_test.cpp -- table files as a whole: positions, large files, headers as written, the CRC16,
 // special files and full disks; slots, opening, creation, headers read, search and traced scenarios
 // as step sequences of steps.cases.
+#include <malloc.h>
+
 #include <cstdio>
 #include <sstream>
 
@@ -270,7 +272,7 @@ class Steps : public TableFileTest {
     const auto flag = [&](const char* f) { return a[2] == f || a[3] == f; };
     if (op == "open" || op == "create") {  // [dir/]name|null type [flags]
       const size_t slash = a[0].rfind('/');
-      const std::string dir = slash == std::string::npos ? dir_ : dir_ + "/" + a[0].substr(0, slash);
+      const std::string dir = slash == std::string::npos ? dir_ : (slash == 0 ? "" : a[0][0] == '/' ? "" : dir_ + "/") + a[0].substr(0, slash);
       const std::string name = a[0].substr(slash + 1);
       if (op == "open" && !flag("keep")) n_ = 0;
       memset(&hdr_, 0x55, sizeof hdr_);
@@ -337,6 +339,10 @@ class Steps : public TableFileTest {
     } else if (op == "seek") {  // offset set|cur|end
       cr = MC_usPositionnerOffset(n_, static_cast<int32_t>(number(a[0])),
                                   a[1] == "end" ? SEEK_END : a[1] == "cur" ? SEEK_CUR : SEEK_SET);
+    } else if (op == "heap") {  // heap bytes in use beyond those at the case's first heap step
+      const auto used = static_cast<long>(mallinfo2().uordblks);
+      heap_ = heap_ < 0 ? used : heap_;
+      os << " " << used - heap_;
     } else if (op == "tpos") {
       os << " " << g_etatFichiers.lPositionTailleTable;
     } else if (op == "coder") {
@@ -366,6 +372,7 @@ class Steps : public TableFileTest {
     return out.str();
   }
   uint16_t n_ = 0;
+  long heap_ = -1;
   EnteteFichierBinaire hdr_{};
   std::string keys_;
   std::unique_ptr<TraceCapture> trace_;
@@ -379,6 +386,7 @@ TEST_F(Steps, CodesOutputsAndTracesOfStepSequences) {
     SCOPED_TRACE(c.where + " " + c[0]);
     reset();
     n_ = 0;
+    heap_ = -1;
     trace_.reset(c[1] == "-" ? nullptr : new TraceCapture({{1, 7, 2}, {1, 3, 2}}));
     std::istringstream steps(c[2]);
     for (std::string s; std::getline(steps, s, ';');) {
