@@ -1,8 +1,10 @@
-// files_test.cpp -- table files as a whole: slots, opening and creation, the header, tables and
-// their search, the CRC16, traced scenarios against scenarios.golden, special files and full disks.
+// files_test.cpp -- table files as a whole: positions, large files, headers as written, the CRC16,
+// special files and full disks; slots, opening, creation, headers read, search and traced scenarios
+// as step sequences of steps.cases.
+#include <malloc.h>
+
 #include <cstdio>
-#include <functional>
-#include <map>
+#include <sstream>
 
 #include "tests/tablefile/limites.h"
 #include "tests/tablefile/tftest.h"
@@ -12,97 +14,10 @@ namespace {
 
 using FileTest = TableFileTest;
 
-bool in_use(uint16_t num) {
-  uint32_t pos = 0;
-  return MC_usLirePositionFichier(num, &pos) == MC_CR_OK;
-}
 uint32_t position(uint16_t num) {
   uint32_t p = 0;
   EXPECT_CODE(0, MC_usLirePositionFichier(num, &p));
   return p;
-}
-
-TEST_F(FileTest, HundredSlotsThenRefusedAndAReleasedNumberIsGivenAgain) {
-  write_file(path("tablebin.tbx"), exemple_95());
-  uint16_t num = 0;
-  for (uint16_t i = 1; i <= 100; ++i) {
-    ASSERT_CODE(0, ouvrir("tablebin.tbx", MC_CONTROLE_CRC16, &num));
-    ASSERT_EQ(i, num);
-  }
-  TraceCapture trace({{1, 7, 2}});
-  EXPECT_CODE(MC_ERR_SLOTS, ouvrir("tablebin.tbx", MC_CONTROLE_CRC16, &num));
-  EXPECT_EQ(0, num);
-  EXPECT_TRUE(has_line(trace.lines(), "ERREUR : plus de fichier disponible."));
-  EXPECT_CODE(MC_ERR_SLOTS, creer("new.tbx", 1, &num, entete_exemple("new.tbx")));
-  EXPECT_CODE(0, MC_usLibererFichierBinaire(37, nullptr));
-  EXPECT_CODE(0, ouvrir("tablebin.tbx", MC_CONTROLE_CRC16, &num));
-  EXPECT_EQ(37, num);
-}
-
-TEST_F(FileTest, NumbersOutsideOneToHundredOrUnusedAreRefused) {
-  write_file(path("tablebin.tbx"), exemple_95());
-  uint16_t open = 0;
-  ASSERT_CODE(0, ouvrir("tablebin.tbx", 1, &open));
-  ASSERT_CODE(0, ouvrir("tablebin.tbx", 1, &open));
-  ASSERT_CODE(0, MC_usLibererFichierBinaire(1, nullptr));
-  for (uint16_t num : {0, 101, 0xFFFF, 1, 3, 100}) {
-    SCOPED_TRACE(num);
-    uint8_t uc = 0;
-    uint32_t v = 0;
-    unsigned char* buffer = nullptr;
-    EnteteTable t;
-    EXPECT_CODE(MC_ERR_NUMERO, MC_usLibererFichierBinaire(num, nullptr));
-    EXPECT_CODE(MC_ERR_NUMERO, MC_usLireUnsignedChar(num, &uc));
-    EXPECT_CODE(MC_ERR_NUMERO, MC_usEcrireUnsignedChar(num, 1));
-    EXPECT_CODE(MC_ERR_NUMERO, MC_usEcrireTaille(num));
-    EXPECT_CODE(MC_ERR_NUMERO, MC_usRechercherTable(num, "A", &t));
-    EXPECT_CODE(MC_ERR_NUMERO, usTailleDonnneeFichierBinaire(num, &v));
-    // The positioning helpers and the signatures report a failed lookup as a file error.
-    EXPECT_CODE(MC_ERR_FICHIER, MC_usLongueurFichierBinaire(num, &v));
-    EXPECT_CODE(MC_ERR_FICHIER, MC_usLirePositionFichier(num, &v));
-    EXPECT_CODE(MC_ERR_FICHIER, MC_usPositionnerOffset(num, 0, SEEK_SET));
-    EXPECT_CODE(MC_ERR_FICHIER, MC_usLireFichierBinaire(num, 0, 4, &buffer));
-    EXPECT_CODE(MC_ERR_FICHIER, MC_usEcrireSignatureFichier(num, dev_private_key_path().c_str()));
-    EXPECT_CODE(MC_ERR_FICHIER, MC_usVerifierSignatureFichier(num));
-    EXPECT_EQ(nullptr, buffer);
-  }
-  EXPECT_TRUE(in_use(2));
-}
-
-TEST_F(FileTest, KeptHundredthSlotStaysReservedAfterAFailedOpeningOrCreation) {
-  write_file(path("tablebin.tbx"), exemple_95());
-  const EnteteFichierBinaire e = entete_exemple("x.tbx");
-  uint16_t num = 0;
-  for (bool creation : {false, true}) {
-    SCOPED_TRACE(creation);
-    reset();
-    for (uint16_t i = 1; i <= 99; ++i) ASSERT_CODE(0, ouvrir("tablebin.tbx", 1, &num));
-    EXPECT_CODE(MC_ERR_FICHIER, creation ? MC_usCreerFichierBinaire((dir_ + "/nowhere").c_str(), "x.tbx", 1, &e, &num)
-                                         : ouvrir("absent.tbx", 1, &num));
-    EXPECT_EQ(0, num);
-    EXPECT_CODE(MC_ERR_SLOTS, ouvrir("tablebin.tbx", 1, &num));
-    EXPECT_FALSE(in_use(100));
-    EXPECT_CODE(MC_ERR_NUMERO, MC_usLibererFichierBinaire(100, nullptr));
-  }
-  // A failure on any other slot gives it back.
-  EXPECT_CODE(0, MC_usLibererFichierBinaire(5, nullptr));
-  EXPECT_CODE(MC_ERR_FICHIER, ouvrir("absent.tbx", 1, &num));
-  EXPECT_CODE(0, ouvrir("tablebin.tbx", 1, &num));
-  EXPECT_EQ(5, num);
-}
-
-TEST_F(FileTest, FailedOpeningEmptiesTheEntryOfTheNumberItWasGiven) {
-  write_file(path("tablebin.tbx"), exemple_95());
-  uint16_t first = 0;
-  ASSERT_CODE(0, ouvrir("tablebin.tbx", 1, &first));
-  uint16_t stale = first;  // the caller did not set it to 0
-  EnteteFichierBinaire e;
-  EXPECT_CODE(MC_ERR_ARGUMENT, MC_usInitialiserFichierBinaire(nullptr, "tablebin.tbx", 1, &stale, &e));
-  EXPECT_EQ(0, stale);
-  EXPECT_FALSE(in_use(first));
-  uint16_t num = 42;
-  EXPECT_CODE(MC_ERR_ARGUMENT, MC_usCreerFichierBinaire(dir_.c_str(), "n.tbx", 1, nullptr, &num));
-  EXPECT_EQ(0, num);
 }
 
 TEST_F(FileTest, KeptFailedOpeningAfterTheSlotWasFilledLeavesTheFileOpen) {
@@ -117,7 +32,6 @@ TEST_F(FileTest, KeptFailedOpeningAfterTheSlotWasFilledLeavesTheFileOpen) {
     SCOPED_TRACE(code);
     const uint16_t num = ouvrir_octets(code == MC_ERR_CONTROLE ? "crc.tbx" : "cut.tbx", bytes, 1, code);
     ASSERT_NE(0, num);
-    EXPECT_TRUE(in_use(num));
     EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
   }
 }
@@ -224,40 +138,6 @@ TEST_F(FileTest, FilesPast2GiBOpenAndPositionsPast4GiBAreRefused) {
   std::remove(path("h.tbx").c_str());
 }
 
-TEST_F(FileTest, ExampleFileWrittenByteForByteAndReadBack) {
-  for (bool explicit_size : {true, false}) {
-    uint16_t num = 0;
-    ASSERT_CODE(0, creer("tablebin.tbx", MC_CONTROLE_CRC16, &num, entete_exemple()));
-    const EnteteTable t = entete_table("TEST", 1);
-    EXPECT_CODE(0, MC_usEcrireEnteteTable(num, &t));
-    EXPECT_EQ(68 + 10, g_etatFichiers.lPositionTailleTable);
-    EXPECT_CODE(0, MC_usEcrireUnsignedShort(num, 0x0102));
-    if (explicit_size) { EXPECT_CODE(0, MC_usEcrireTaille(num)); }
-    EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
-    EXPECT_EQ(0, g_etatFichiers.lPositionTailleTable);
-    EXPECT_EQ(to_hex(exemple_95()), to_hex(read_file(path("tablebin.tbx")))) << explicit_size;
-  }
-  EnteteFichierBinaire e;
-  memset(&e, 0x55, sizeof e);
-  uint16_t num = 0;
-  ASSERT_CODE(0, ouvrir("tablebin.tbx", MC_CONTROLE_CRC16, &num, &e));
-  const auto fields = [](const EnteteFichierBinaire& h) {
-    return std::string(h.szNomFichier) + "|" + h.szVersion + "|" + h.szTexte5 + "|" + h.szTexte8 + "|" +
-           h.szVersionRequise + "|" + h.szTexte5b + "|" + h.szTexte10 + "|" + h.szCommentaire;
-  };
-  EXPECT_EQ(fields(entete_exemple()), fields(e));
-  EnteteTable t;
-  memset(&t, 0x55, sizeof t);
-  EXPECT_CODE(0, MC_usLireEnteteTable(num, &t));
-  EXPECT_EQ("54 45 53 54 00 00 00 00 00 00 00 02 00 00 00 01 00 00 00 00 00 00 00 00 00 00",
-            to_hex(Bytes(reinterpret_cast<uint8_t*>(&t), reinterpret_cast<uint8_t*>(&t) + sizeof t)));
-  EXPECT_EQ(93u, position(num));
-  uint32_t extent = 0;
-  EXPECT_CODE(0, usTailleDonnneeFichierBinaire(num, &extent));
-  EXPECT_EQ(95u, extent);
-  EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
-}
-
 TEST_F(FileTest, HeaderFieldsGoOutAsTheyStandAndTheNameIsPaddedOrCut) {
   EnteteFichierBinaire e = entete_exemple("h.tbx", "x");
   memset(e.szVersion + 2, 0, 3);  // shorter: written with its NULs
@@ -278,51 +158,6 @@ TEST_F(FileTest, HeaderFieldsGoOutAsTheyStandAndTheNameIsPaddedOrCut) {
     EXPECT_CODE(strlen(name) == 12 ? 0 : MC_ERR_NOM_FICHIER, ouvrir(name, 1, &num));
     EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
   }
-}
-
-// Headers read back: the name stripped of its blanks, the comment up to its first CR (two bytes
-// skipped behind it) and at most 200 characters.
-TEST_F(FileTest, HeaderNameAndCommentAsRead) {
-  struct Case {
-    std::string name, comment, read_comment;
-    uint16_t code;
-    uint32_t position;
-  };
-  const Case cases[] = {{"            ", "c", "c", MC_ERR_NOM_FICHIER, 64},  // opened as "f"
-                        {"cr.tbx", "ab\rXY", "ab", 0, 65},
-                        {"long.tbx", std::string(300, 'k'), std::string(200, 'k'), 0, 363}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    const std::string file = c.code != 0 ? "f" : c.name;
-    write_file(path(file), concat({entete_octets(c.name, c.comment), table_octets("T", hex("01"))}));
-    EnteteFichierBinaire e;
-    uint16_t num = 0;
-    EXPECT_CODE(c.code, ouvrir(file, 0, &num, &e));
-    EXPECT_EQ(c.code != 0 ? "" : c.name, e.szNomFichier);
-    EXPECT_EQ(c.read_comment, e.szCommentaire);
-    EXPECT_EQ(c.position, position(num));
-    EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
-  }
-}
-
-TEST_F(FileTest, KeptEmptyCommentMisreadsTheFileByOneByte) {
-  uint16_t num = 0;
-  ASSERT_CODE(0, creer("e.tbx", 1, &num, entete_exemple("e.tbx", "")));
-  const EnteteTable t = entete_table("TEST", 1);
-  EXPECT_CODE(0, MC_usEcrireEnteteTable(num, &t));
-  EXPECT_CODE(0, MC_usEcrireUnsignedShort(num, 0x0102));
-  EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
-  Bytes expected = concat({entete_octets("e.tbx", ""), table_octets("TEST", hex("01 02"))});
-  sceller_crc(expected);
-  EXPECT_EQ(to_hex(expected), to_hex(read_file(path("e.tbx"))));
-  EnteteFichierBinaire e;
-  ASSERT_CODE(0, ouvrir("e.tbx", 1, &num, &e));
-  EXPECT_STREQ("", e.szCommentaire);
-  EXPECT_EQ(64u, position(num));  // one byte into the first table
-  EnteteTable r;
-  EXPECT_CODE(0, MC_usLireEnteteTable(num, &r));
-  EXPECT_STREQ("EST      ", r.szNomTable);  // ends on the size's first byte, a NUL
-  EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
 }
 
 TEST_F(FileTest, TableHeadersAsWrittenAndTwoTablesWithoutSizeBetweenThem) {
@@ -350,145 +185,6 @@ TEST_F(FileTest, TableHeadersAsWrittenAndTwoTablesWithoutSizeBetweenThem) {
                            table_octets("B", hex("00 00 00 02"))});
   sceller_crc(expected);
   EXPECT_EQ(to_hex(expected), to_hex(read_file(path("t.tbx"))));
-}
-
-TEST_F(FileTest, TableHeaderWrittenAtTheVeryStartOfTheFile) {
-  uint16_t num = 0;
-  ASSERT_CODE(0, creer("z.tbx", 0, &num, entete_exemple("z.tbx", "c")));
-  ASSERT_CODE(0, MC_usPositionnerOffset(num, 0, SEEK_SET));
-  const EnteteTable t = entete_table("Z", 1);
-  EXPECT_CODE(0, MC_usEcrireEnteteTable(num, &t));
-  EXPECT_EQ(10, g_etatFichiers.lPositionTailleTable);
-  EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
-}
-
-TEST_F(FileTest, KeptWritesOnAFileOpenedForReading) {
-  write_file(path("tablebin.tbx"), exemple_95());
-  uint16_t num = 0;
-  ASSERT_CODE(0, ouvrir("tablebin.tbx", 1, &num));
-  const EnteteTable t = entete_table("X");
-  const uint16_t units[1] = {1};
-  EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireEnteteTable(num, &t));
-  EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireEnteteTable(num, nullptr));
-  EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireUnsignedChar(num, 1));
-  EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireSignedChar(num, 1));
-  EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireUnsignedShort(num, 1));
-  EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireSignedShort(num, 1));
-  EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireUnsignedLong(num, 1));
-  EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireSignedLong(num, 1));
-  EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireDate(num, 1, 2, 3));
-  EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireChampFixe(num, "ab", 2));
-  EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireChampUnicodeFixe(num, units, 1));
-  // The double is attempted on the read-only stream, which fails, its eight bytes counted before.
-  EXPECT_CODE(MC_ERR_FICHIER, MC_usEcrireDouble(num, 1.5));
-  uint32_t extent = 0;
-  EXPECT_CODE(0, usTailleDonnneeFichierBinaire(num, &extent));
-  EXPECT_EQ(8u, extent);
-  // The size still moves the stream to the end of the file.
-  EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireTaille(num));
-  EXPECT_EQ(95u, position(num));
-  EXPECT_CODE(MC_ERR_FICHIER, MC_usEcrireSignatureFichier(num, dev_private_key_path().c_str()));
-  EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
-  EXPECT_EQ(exemple_95(), read_file(path("tablebin.tbx")));
-}
-
-TEST_F(FileTest, KeptEveryControlTypeButOneEndsTheTableArea128BytesEarly) {
-  const Bytes file = concat({entete_octets("t.tbx", "c"), table_octets("A", Bytes(200, 7)), Bytes(10, 0)});
-  for (uint16_t type : {0, 3, 0xFFFF}) {
-    SCOPED_TRACE(type);
-    const uint16_t num = ouvrir_octets("t.tbx", file, type);
-    uint32_t extent = 0;
-    EXPECT_CODE(0, usTailleDonnneeFichierBinaire(num, &extent));
-    EXPECT_EQ(file.size() - 128, extent);
-    EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
-  }
-}
-
-// Search by name: one round from wherever the stream stands, descriptor entries skipped.
-TEST_F(FileTest, SearchFindsTablesAheadAndBehindAndStopsAfterOneRound) {
-  const Bytes header = entete_octets("s.tbx", "tables");
-  const Bytes a = table_octets("ALPHA", hex("0A 0B 0C"), 3, 1, 2), b = table_octets("BETA", hex("0B"), 1, 0, 3),
-              c = table_octets("GAMMA", Bytes(40, 0x0C), 40);
-  Bytes file = concat({header, a, b, c});
-  sceller_crc(file);
-  const uint16_t num = ouvrir_octets("s.tbx", file, MC_CONTROLE_CRC16);
-  const uint32_t at_b = static_cast<uint32_t>(header.size() + a.size()), at_c = at_b + static_cast<uint32_t>(b.size());
-  EnteteTable t;
-  ASSERT_CODE(0, MC_usRechercherTable(num, "GAMMA", &t));
-  EXPECT_EQ(at_c + 25, position(num));
-  ASSERT_CODE(0, MC_usPositionnerOffset(num, 40, SEEK_CUR));
-  ASSERT_CODE(0, MC_usRechercherTable(num, "BETA", &t));
-  EXPECT_STREQ("BETA", t.szNomTable);
-  EXPECT_EQ(at_b + 40, position(num));
-  ASSERT_CODE(0, MC_usRechercherTable(num, "ALPHA", &t));
-  EXPECT_EQ(header.size() + 40, position(num));
-  EXPECT_CODE(MC_ERR_FIN, MC_usRechercherTable(num, "ALPH", &t));
-  EXPECT_CODE(MC_ERR_FIN, MC_usRechercherTable(num, "ALPHA ", &t));
-  for (const uint32_t from : {static_cast<uint32_t>(header.size()), at_b, static_cast<uint32_t>(file.size())}) {
-    SCOPED_TRACE(from);
-    ASSERT_CODE(0, MC_usPositionnerOffset(num, static_cast<int32_t>(from), SEEK_SET));
-    TraceCapture trace({{1, 7, 2}});
-    EXPECT_CODE(MC_ERR_FIN, MC_usRechercherTable(num, "DELTA", &t));
-    const auto lines = trace.lines();
-    EXPECT_EQ(3, std::count(lines.begin(), lines.end(), "  { MC_usLireEnteteTable : usNumFichierBinaire = 1"));
-    EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "  { usLireEnteteFichierBinaire : usNumFichierBinaire = 1"));
-    trace.stop();
-    EXPECT_EQ(from, position(num));  // the round ends where it started
-  }
-  // Tables are read one after another, descriptor entries skipped.
-  ASSERT_CODE(0, MC_usPositionnerOffset(num, static_cast<int32_t>(header.size()), SEEK_SET));
-  ASSERT_CODE(0, MC_usLireEnteteTable(num, &t));
-  EXPECT_STREQ("ALPHA", t.szNomTable);
-  EXPECT_EQ(3u, uint32_t{t.ulTailleDonnees});
-  EXPECT_EQ(0x0102, t.ucNombreDescripteurs1 << 8 | t.ucNombreDescripteurs2);
-  EXPECT_EQ(header.size() + 40, position(num));
-  EXPECT_CODE(MC_ERR_ARGUMENT, MC_usRechercherTable(num, nullptr, &t));
-  EXPECT_CODE(MC_ERR_ARGUMENT, MC_usRechercherTable(num, "ALPHA", nullptr));
-  EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
-}
-
-// Crafted table areas: the search ends within the file and after one round, whatever the sizes.
-TEST_F(FileTest, SearchInCraftedTableAreas) {
-  const Bytes head = entete_octets("d.tbx", "c");
-  const Bytes three = concat({head, table_octets("A", hex("01 02")), table_octets("B", hex("03")),
-                              table_octets("C", hex("04 05 06"))});
-  const Bytes big = concat({head, table_octets("BIG", Bytes(200, 1)), table_octets("SMALL", hex("05"))});
-  Bytes cut = concat({head, table_octets("A", hex("01")), table_octets("B", hex("02"))});
-  const Bytes partial = table_octets("C", hex("03"));
-  cut.insert(cut.end(), partial.begin(), partial.begin() + 12);
-  struct Case {
-    Bytes file;
-    uint16_t type;
-    size_t size_at;  // a damaged data size at this place (0: none)
-    uint32_t size;
-    int32_t from;  // start of the search (-1: end of file, -2: where the opening left it)
-    const char* name;
-    uint16_t code;
-  };
-  const Case cases[] = {
-      {three, 1, 64, 0x7FFFFFFF, -2, "C", MC_ERR_FIN_FICHIER}, {three, 1, 64, 0x80000000, -2, "C", MC_ERR_FIN_FICHIER},
-      {three, 1, 64, 0xFFFFFFFF, -2, "C", MC_ERR_FIN_FICHIER}, {three, 1, 91, 0xFFFFFFF0, -2, "C", MC_ERR_FIN_FICHIER},
-      {three, 1, 91, 0xFFFFFFF0, -2, "A", 0},                  {three, 1, 64, 0x7F000002, -2, "C", MC_ERR_FIN},
-      // Kept: without the CRC the table area ends 128 bytes before the end of the file.
-      {big, 0, 0, 0, -2, "SMALL", MC_ERR_FIN}, {concat({big, Bytes(128, 0)}), 0, 0, 0, -2, "SMALL", 0},
-      {big, 1, 0, 0, -2, "SMALL", 0}, {big, 0, 0, 0, -1, "Z", MC_ERR_FIN}, {big, 0, 0, 0, -1, "BIG", 0},
-      // From a cut last header its read hits the end of the file: the wrap replaces the error.
-      {cut, 1, 0, 0, static_cast<int32_t>(cut.size() - 12), "B", 0}, {cut, 1, 0, 0, 64, "C", MC_ERR_FIN},
-      // From the very start of the file its header is read as a table's, whose size ends the round.
-      {three, 1, 0, 0, 0, "B", MC_ERR_FIN}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(::testing::Message() << c.file.size() << " " << c.type << " " << c.size_at << " " << c.name);
-    Bytes file = c.file;
-    for (int k = 0; c.size_at != 0 && k < 4; ++k) file[c.size_at + 10 + k] = static_cast<uint8_t>(c.size >> (24 - 8 * k));
-    if (c.type == 1) sceller_crc(file);
-    const uint16_t num = ouvrir_octets("d.tbx", file, c.type);
-    if (c.from != -2) { ASSERT_CODE(0, MC_usPositionnerOffset(num, c.from < 0 ? 0 : c.from, c.from < 0 ? SEEK_END : SEEK_SET)); }
-    EnteteTable t;
-    EXPECT_CODE(c.code, MC_usRechercherTable(num, c.name, &t));
-    if (c.code == 0) { EXPECT_STREQ(c.name, t.szNomTable); }
-    EXPECT_LE(position(num), file.size());
-    ASSERT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
-  }
 }
 
 TEST_F(FileTest, CrcOfKnownContents) {
@@ -559,90 +255,165 @@ TEST_F(FileTest, CrcTextReadWrittenAndChecked) {
   fclose(f);
 }
 
-// Whole trace files of traced scenarios (dates and the test directory masked).
-TEST_F(FileTest, TracedScenariosMatchTheirGoldenBlocks) {
-  const std::map<std::string, std::function<void()>> scenarios = {
-      {"exemple",
-       [&] {
-         uint16_t num = 0;
-         ASSERT_CODE(0, creer("tablebin.tbx", MC_CONTROLE_CRC16, &num, entete_exemple()));
-         const EnteteTable t = entete_table("TEST", 1);
-         ASSERT_CODE(0, MC_usEcrireEnteteTable(num, &t));
-         ASSERT_CODE(0, MC_usEcrireUnsignedShort(num, 0x0102));
-         ASSERT_CODE(0, MC_usEcrireChaineVariable(num, "AB"));
-         ASSERT_CODE(0, MC_usEcrireTaille(num));
-         ASSERT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
-         ASSERT_CODE(0, ouvrir("tablebin.tbx", MC_CONTROLE_CRC16, &num));
-         EnteteTable r;
-         ASSERT_CODE(0, MC_usRechercherTable(num, "TEST", &r));
-         uint16_t v = 0;
-         ASSERT_CODE(0, MC_usLireUnsignedShort(num, &v));
-         char* text = nullptr;
-         ASSERT_CODE(0, MC_usLireChaineVariable(num, &text));
-         MC_Liberer(text);
-         ASSERT_CODE(MC_ERR_FIN, MC_usRechercherTable(num, "ABSENT", &r));
-         ASSERT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
-       }},
-      {"echecs",
-       [&] {
-         write_file(path("tablebin.tbx"), exemple_95());
-         uint16_t num = 0;
-         EXPECT_CODE(MC_ERR_FICHIER, ouvrir("absent.tbx", MC_CONTROLE_CRC16, &num));
-         ASSERT_CODE(0, ouvrir("tablebin.tbx", MC_CONTROLE_CRC16, &num));
-         const EnteteTable t = entete_table("X");
-         EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireEnteteTable(num, &t));
-         EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireTaille(num));
-         EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireChaineVariable(num, "ab"));
-         EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireChaineVariable(num, nullptr));
-         EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireUnsignedChar(num, 1));  // refused without an error line
-         EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
-         EXPECT_CODE(MC_ERR_NUMERO, MC_usLibererFichierBinaire(num, nullptr));
-         EXPECT_CODE(MC_ERR_NUMERO, MC_usEcrireChaineVariable(0, "ab"));
-         EXPECT_CODE(MC_ERR_NUMERO, MC_usEcrireChaineVariable(7, "ab"));
-         uint32_t size = 0;
-         EXPECT_CODE(MC_ERR_NUMERO, usTailleDonnneeFichierBinaire(0, &size));
-         // A signed file whose key cannot be read is closed unsigned.
-         ASSERT_CODE(0, creer("signe.tbx", MC_CONTROLE_SIGNATURE, &num, entete_exemple("signe.tbx")));
-         EXPECT_CODE(MC_ERR_FICHIER, MC_usLibererFichierBinaire(num, path("absent.key").c_str()));
-         EXPECT_CODE(MC_ERR_NUMERO, usTailleDonnneeFichierBinaire(5, &size));
-       }},
-      {"arguments",
-       [&] {
-         EnteteFichierBinaire e = entete_exemple("n.tbx");
-         uint16_t num = 42;
-         // Kept: the opening's messages carry the creating operation's name.
-         EXPECT_CODE(MC_ERR_ARGUMENT, MC_usInitialiserFichierBinaire(dir_.c_str(), nullptr, 1, &num, &e));
-         EXPECT_CODE(MC_ERR_ARGUMENT, MC_usInitialiserFichierBinaire(nullptr, "a", 1, &num, &e));
-         EXPECT_CODE(MC_ERR_POINTEUR, MC_usInitialiserFichierBinaire(dir_.c_str(), "a", 1, nullptr, &e));
-         EXPECT_CODE(MC_ERR_POINTEUR, MC_usInitialiserFichierBinaire(dir_.c_str(), "a", 1, &num, nullptr));
-         num = 42;
-         EXPECT_CODE(MC_ERR_ARGUMENT, MC_usCreerFichierBinaire(nullptr, "n.tbx", 1, &e, &num));
-         EXPECT_CODE(MC_ERR_POINTEUR, MC_usCreerFichierBinaire(dir_.c_str(), "n.tbx", 1, &e, nullptr));
-         num = 42;
-         EXPECT_CODE(MC_ERR_FICHIER, MC_usCreerFichierBinaire((dir_ + "/no/such").c_str(), "n.tbx", 1, &e, &num));
-         EXPECT_EQ(0, num);
-         EXPECT_CODE(0, creer("n.tbx", 1, &num, e));
-         EXPECT_EQ(1, num);  // the failed creation gave its slot back
-         // Kept: the size's entry line is the table header's.
-         EXPECT_CODE(MC_ERR_TYPE, MC_usEcrireTaille(num));
-         unsigned char buffer[5];
-         EXPECT_EQ(3u, stCoderLongueur(300, buffer));
-         EXPECT_CODE(0, MC_usLibererFichierBinaire(num, nullptr));
-       }}};
-  for (const auto& [name, text] : read_blocks("tablefile/scenarios.golden")) {
-    SCOPED_TRACE(name);
+// One step "OP args" on the current file number n_: its code (hex) and outputs as one text.
+class Steps : public TableFileTest {
+ protected:
+  const char* key(const std::string& k) {
+    keys_ = k == "dev" ? dev_private_key_path() : k == "dir" ? dir_ : path(k);
+    return k.empty() ? nullptr : keys_.c_str();
+  }
+  std::string step(const std::string& op, std::vector<std::string> a, const std::string& rest) {
+    a.resize(std::max<size_t>(a.size(), 4));
+    const auto u = [&](size_t i) { return a[i].empty() ? 0u : static_cast<uint32_t>(number(a[i])); };
+    std::ostringstream os;
+    uint16_t cr = 0;
+    uint32_t v = 0;
+    EnteteTable t{};
+    const auto flag = [&](const char* f) { return a[2] == f || a[3] == f; };
+    if (op == "open" || op == "create") {  // [dir/]name|null type [flags]
+      const size_t slash = a[0].rfind('/');
+      const std::string dir = slash == std::string::npos ? dir_ : (slash == 0 ? "" : a[0][0] == '/' ? "" : dir_ + "/") + a[0].substr(0, slash);
+      const std::string name = a[0].substr(slash + 1);
+      if (op == "open" && !flag("keep")) n_ = 0;
+      memset(&hdr_, 0x55, sizeof hdr_);
+      if (op == "create") hdr_ = entete_exemple(name.c_str(), flag("nocomment") ? "" : "essai");
+      const char* d = flag("nodir") ? nullptr : dir.c_str();
+      const char* nm = name == "null" ? nullptr : name.c_str();
+      uint16_t* pn = flag("nonum") ? nullptr : &n_;
+      EnteteFichierBinaire* pe = flag("nohead") ? nullptr : &hdr_;
+      cr = op == "open" ? MC_usInitialiserFichierBinaire(d, nm, static_cast<uint16_t>(u(1)), pn, pe)
+                        : MC_usCreerFichierBinaire(d, nm, static_cast<uint16_t>(u(1)), pe, pn);
+    } else if (op == "num") {
+      os << " n" << n_;
+    } else if (op == "use") {
+      n_ = static_cast<uint16_t>(u(0));
+    } else if (op == "put") {  // name [H:name:comment | T:name:size:records:list1:list2 | bytes]...
+      Bytes f = a[1].empty() ? exemple_95() : Bytes{};
+      for (size_t i = 1; i < a.size() && !a[i].empty(); ++i) {
+        std::vector<std::string> p;
+        std::istringstream parts(a[i]);
+        for (std::string x; std::getline(parts, x, ':');) p.push_back(x);
+        p.resize(6, "0");
+        Bytes b = p[0] == "H"   ? entete_octets(p[1], text_of(a[i].substr(std::min(a[i].size(), 3 + p[1].size()))))
+                  : p[0] == "T" ? table_octets(p[1], {}, static_cast<uint32_t>(number(p[3])),
+                                               static_cast<uint8_t>(number(p[4])), static_cast<uint8_t>(number(p[5])))
+                                : data_of(a[i]);
+        for (int k = 0; p[0] == "T" && k < 4; ++k) b[10 + k] = static_cast<uint8_t>(number(p[2]) >> (24 - 8 * k));
+        f = concat({f, b});
+      }
+      write_file(path(a[0]), f);
+    } else if (op == "seal") {  // the CRC text of the file
+      Bytes f = read_file(path(a[0]));
+      sceller_crc(f);
+      write_file(path(a[0]), f);
+    } else if (op == "file") {
+      const Bytes f = read_file(path(a[0]));
+      os << " " << (f == exemple_95() ? "ex95" : to_hex(f));
+    } else if (op == "hdr") {
+      for (const char* f : {hdr_.szNomFichier, hdr_.szVersion, hdr_.szTexte5, hdr_.szTexte8, hdr_.szVersionRequise,
+                            hdr_.szTexte5b, hdr_.szTexte10, hdr_.szCommentaire}) os << " " << f << "/";
+    } else if (op == "rel") {
+      cr = MC_usLibererFichierBinaire(n_, key(a[0]));
+    } else if (op == "sign") {
+      cr = MC_usEcrireSignatureFichier(n_, key(a[0]));
+    } else if (op == "th") {  // name records, or null
+      t = entete_table(a[0].c_str(), u(1));
+      cr = MC_usEcrireEnteteTable(n_, a[0] == "null" ? nullptr : &t);
+    } else if (op == "rth") {
+      memset(&t, 0x55, sizeof t);
+      cr = MC_usLireEnteteTable(n_, &t);
+      os << " " << to_hex(Bytes(reinterpret_cast<uint8_t*>(&t), reinterpret_cast<uint8_t*>(&t) + sizeof t));
+    } else if (op == "w" || op == "r") {  // type value, as in values.cases
+      const std::string value = rest.substr(std::min(rest.size(), op.size() + a[0].size() + 2));
+      cr = op == "w" ? write_value(n_, a[0], value) : read_value(n_, a[0], value);
+    } else if (op == "size") {
+      cr = MC_usEcrireTaille(n_);
+    } else if (op == "find") {
+      const std::string name = unescape(a[0]);
+      cr = MC_usRechercherTable(n_, a[0] == "null" ? nullptr : name.c_str(), a[1] == "nohead" ? nullptr : &t);
+      if (cr == 0) os << " " << t.szNomTable;
+    } else if (op == "tsize" || op == "pos" || op == "len") {
+      cr = op == "tsize" ? usTailleDonnneeFichierBinaire(n_, &v)
+           : op == "pos" ? MC_usLirePositionFichier(n_, &v) : MC_usLongueurFichierBinaire(n_, &v);
+      os << " " << v;
+    } else if (op == "seek") {  // offset set|cur|end
+      cr = MC_usPositionnerOffset(n_, static_cast<int32_t>(number(a[0])),
+                                  a[1] == "end" ? SEEK_END : a[1] == "cur" ? SEEK_CUR : SEEK_SET);
+    } else if (op == "heap") {  // heap bytes in use beyond those at the case's first heap step
+      const auto used = static_cast<long>(mallinfo2().uordblks);
+      heap_ = heap_ < 0 ? used : heap_;
+      os << " " << used - heap_;
+    } else if (op == "tpos") {
+      os << " " << g_etatFichiers.lPositionTailleTable;
+    } else if (op == "coder") {
+      unsigned char buffer[5];
+      os << " " << stCoderLongueur(u(0), buffer);
+    } else if (op == "has") {  // how many trace lines read so, blanks before them aside
+      const auto lines = trace_->lines();
+      os << " " << std::count_if(lines.begin(), lines.end(), [&](const std::string& l) {
+        return l.find_first_not_of(' ') != std::string::npos && l.substr(l.find_first_not_of(' ')) == rest.substr(4);
+      });
+    } else if (op == "bad") {  // every refused call on number n_
+      uint8_t uc = 0;
+      unsigned char* buffer = nullptr;
+      for (uint16_t c : {MC_usLibererFichierBinaire(n_, nullptr), MC_usLireUnsignedChar(n_, &uc),
+                         MC_usEcrireUnsignedChar(n_, 1), MC_usEcrireTaille(n_), MC_usRechercherTable(n_, "A", &t),
+                         usTailleDonnneeFichierBinaire(n_, &v), MC_usLongueurFichierBinaire(n_, &v),
+                         MC_usLirePositionFichier(n_, &v), MC_usPositionnerOffset(n_, 0, SEEK_SET),
+                         MC_usLireFichierBinaire(n_, 0, 4, &buffer),
+                         MC_usEcrireSignatureFichier(n_, dev_private_key_path().c_str()),
+                         MC_usVerifierSignatureFichier(n_)}) os << " " << std::hex << std::uppercase << c;
+      EXPECT_EQ(nullptr, buffer);
+    } else {
+      ADD_FAILURE() << "unknown step " << op;
+    }
+    std::ostringstream out;
+    out << std::hex << std::uppercase << cr << os.str();
+    return out.str();
+  }
+  uint16_t n_ = 0;
+  long heap_ = -1;
+  EnteteFichierBinaire hdr_{};
+  std::string keys_;
+  std::unique_ptr<TraceCapture> trace_;
+};
+
+// steps.cases: each case's steps with their codes and outputs, and its whole trace file (dates
+// and the test directory masked) against its block of scenarios.golden.
+TEST_F(Steps, CodesOutputsAndTracesOfStepSequences) {
+  const auto blocks = read_blocks("tablefile/scenarios.golden");
+  for (const Case& c : read_cases("tablefile/steps.cases")) {
+    SCOPED_TRACE(c.where + " " + c[0]);
     reset();
-    std::string got;
-    {
-      TraceCapture trace({{1, 7, 2}, {1, 3, 2}});
-      scenarios.at(name)();
-      trace.stop();
-      for (std::string line : trace.lines()) {
+    n_ = 0;
+    heap_ = -1;
+    trace_.reset(c[1] == "-" ? nullptr : new TraceCapture({{1, 7, 2}, {1, 3, 2}}));
+    std::istringstream steps(c[2]);
+    for (std::string s; std::getline(steps, s, ';');) {
+      const size_t arrow = s.find("->");
+      ASSERT_NE(arrow, std::string::npos) << s;
+      std::istringstream in(s.substr(0, arrow)), want(s.substr(arrow + 2));
+      std::string op, w, expected, rest;
+      in >> op;
+      const int times = op[0] == '*' ? std::stoi(op.substr(1)) : 1;  // "*N op": N times the same
+      if (times != 1 || op[0] == '*') in >> op;
+      std::vector<std::string> a;
+      for (std::string x; in >> x;) a.push_back(x), rest += (rest.empty() ? "" : " ") + x;
+      while (want >> w) expected += (expected.empty() ? "" : " ") + w;
+      for (int i = 0; i < times; ++i) ASSERT_EQ(expected, step(op, a, op + " " + rest)) << s;
+    }
+    if (c[1] != "-" && c[1] != "=") {
+      trace_->stop();
+      std::string got;
+      for (std::string line : trace_->lines()) {
         for (size_t at = line.find(dir_); at != std::string::npos; at = line.find(dir_)) line.replace(at, dir_.size(), "<dir>");
         got += line + "\n";
       }
+      const auto block = std::find_if(blocks.begin(), blocks.end(), [&](const auto& b) { return b.first == c[1]; });
+      ASSERT_NE(block, blocks.end());
+      EXPECT_EQ(block->second, mask_dates(got));
     }
-    EXPECT_EQ(text, mask_dates(got));
+    trace_.reset();
   }
 }
 

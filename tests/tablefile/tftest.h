@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -106,6 +107,116 @@ inline void sceller_crc(Bytes& file) {
   char text[5];
   snprintf(text, sizeof text, "%04X", crc_reference(file, 4));
   memcpy(file.data(), text, 4);
+}
+
+// "41 7A*3" -> 41 7A 7A 7A.
+inline Bytes data_of(const std::string& field) {
+  Bytes out;
+  char token[16];
+  for (const char* p = field.c_str(); sscanf(p, "%15s", token) == 1; p = strstr(p, token) + strlen(token)) {
+    const char* star = strchr(token, '*');
+    out.insert(out.end(), star != nullptr ? std::stoul(star + 1) : 1, static_cast<uint8_t>(strtoul(token, nullptr, 16)));
+  }
+  return out;
+}
+// A text field: rep:N (letters a..z), rep:cN (N times c) or escaped bytes.
+inline std::string text_of(const std::string& v) {
+  if (v.rfind("rep:", 0) != 0) return unescape(v);
+  std::string t;
+  if (isdigit(static_cast<unsigned char>(v[4])) == 0) return std::string(std::stoul(v.substr(5)), v[4]);
+  for (size_t i = 0, n = std::stoul(v.substr(4)); i < n; ++i) t += static_cast<char>('a' + i % 26);
+  return t;
+}
+inline double double_of(const std::string& v) {
+  return v.rfind("next:", 0) == 0 ? std::nextafter(strtod(v.c_str() + 5, nullptr), 0.0) : strtod(v.c_str(), nullptr);
+}
+inline std::vector<uint16_t> units_of(const std::string& v) {
+  const Bytes b = hex(v);
+  std::vector<uint16_t> u(b.size() / 2);
+  for (size_t i = 0; i < u.size(); ++i) u[i] = static_cast<uint16_t>(b[2 * i] << 8 | b[2 * i + 1]);
+  return u;
+}
+
+inline uint32_t g_block = 0;        // bytes allocated by the last string read
+inline bool g_compare_failed = true;  // a failed read is compared too (a cut file: only the good ones)
+
+inline uint16_t write_value(uint16_t n, const std::string& type, const std::string& v) {
+  const auto i = [&] { return number(v); };
+  if (type == "uc") return MC_usEcrireUnsignedChar(n, static_cast<uint8_t>(i()));
+  if (type == "sc") return MC_usEcrireSignedChar(n, static_cast<int8_t>(i()));
+  if (type == "us") return MC_usEcrireUnsignedShort(n, static_cast<uint16_t>(i()));
+  if (type == "ss") return MC_usEcrireSignedShort(n, static_cast<int16_t>(i()));
+  if (type == "ul") return MC_usEcrireUnsignedLong(n, static_cast<uint32_t>(i()));
+  if (type == "sl") return MC_usEcrireSignedLong(n, static_cast<int32_t>(i()));
+  if (type == "dbl") return MC_usEcrireDouble(n, double_of(v));
+  if (type == "date") {
+    unsigned y = 0, m = 0, d = 0;
+    sscanf(v.c_str(), "%u %u %u", &y, &m, &d);
+    return MC_usEcrireDate(n, static_cast<uint16_t>(y), static_cast<uint8_t>(m), static_cast<uint8_t>(d));
+  }
+  if (type == "fix") {
+    const std::string t = unescape(v);
+    return v.rfind("null:", 0) == 0 ? MC_usEcrireChampFixe(n, nullptr, static_cast<uint32_t>(std::stoul(v.substr(5))))
+                                    : MC_usEcrireChampFixe(n, t.data(), static_cast<uint32_t>(t.size()));
+  }
+  if (type == "uni") {
+    const auto u = units_of(v);
+    return MC_usEcrireChampUnicodeFixe(n, u.data(), static_cast<uint32_t>(u.size()));
+  }
+  return MC_usEcrireChaineVariable(n, v == "null" ? nullptr : text_of(v).c_str());
+}
+
+// Reads one value of `type` and compares it with `v` ("-": the target must stay as it was).
+inline uint16_t read_value(uint16_t n, const std::string& type, const std::string& v) {
+  const bool same = v == "-";
+  const auto check = [&](auto read, auto sentinel, auto expected) {
+    auto r = sentinel;
+    const uint16_t code = read(n, &r);
+    if (code == 0 || g_compare_failed) { EXPECT_EQ(same ? sentinel : expected, r); }
+    return code;
+  };
+  const auto i = [&] { return same ? 0 : number(v); };
+  if (type == "uc") return check(MC_usLireUnsignedChar, uint8_t{0x5A}, static_cast<uint8_t>(i()));
+  if (type == "sc") return check(MC_usLireSignedChar, int8_t{0x5A}, static_cast<int8_t>(i()));
+  if (type == "us") return check(MC_usLireUnsignedShort, uint16_t{0x5A5A}, static_cast<uint16_t>(i()));
+  if (type == "ss") return check(MC_usLireSignedShort, int16_t{0x5A5A}, static_cast<int16_t>(i()));
+  if (type == "ul") return check(MC_usLireUnsignedLong, uint32_t{0x5A5A5A5A}, static_cast<uint32_t>(i()));
+  if (type == "sl") return check(MC_usLireSignedLong, int32_t{0x5A5A5A5A}, static_cast<int32_t>(i()));
+  if (type == "dbl") return check(MC_usLireDouble, 4.5, same ? 0.0 : double_of(v));
+  if (type == "date") {
+    uint16_t y = 0x5A5A;
+    uint8_t m = 0x5A, d = 0x5A;
+    const uint16_t code = MC_usLireDate(n, &y, &m, &d);
+    char text[32];
+    snprintf(text, sizeof text, "%u %u %u", y, m, d);
+    if (code == 0 || g_compare_failed) { EXPECT_EQ(same ? "23130 90 90" : v, text); }
+    return code;
+  }
+  if (type == "fix" || type == "fix4") {
+    const std::string t = same ? std::string(4, 'Z') : unescape(v.rfind("null:", 0) == 0 ? "" : v);
+    std::string r(t.size(), 'Z');
+    const uint16_t code = MC_usLireChampFixe(n, r.data(), static_cast<uint32_t>(r.size()));
+    if (code == 0 || g_compare_failed) { EXPECT_EQ(to_hex(bytes_of(t)), to_hex(bytes_of(r))); }
+    return code;
+  }
+  if (type == "uni" || type == "uni3") {
+    const auto u = same ? std::vector<uint16_t>(3, 0x5A5A) : units_of(v);
+    std::vector<uint16_t> r(u.size(), 0x5A5A);
+    const uint16_t code = MC_usLireChampUnicodeFixe(n, r.data(), static_cast<uint32_t>(r.size()));
+    if (code == 0 || g_compare_failed) { EXPECT_EQ(u, r); }
+    return code;
+  }
+  char* r = reinterpret_cast<char*>(1);
+  const uint32_t before = memoire_allouee();
+  const uint16_t code = MC_usLireChaineVariable(n, &r);
+  g_block = memoire_allouee() - before;
+  if (v == "null") {
+    EXPECT_EQ(nullptr, r);
+  } else if (code == 0 || g_compare_failed) {
+    EXPECT_EQ(text_of(v), r != nullptr ? std::string(r) : "(null)");
+  }
+  if (r != reinterpret_cast<char*>(1)) MC_Liberer(r);
+  return code;
 }
 
 // Nettle (nettle_ref.cpp): keys from RSAREF records, MD5 PKCS #1 v1.5.
