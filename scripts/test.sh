@@ -36,8 +36,9 @@ passed+=("normal")
 current="normal-shuffled"
 seed="${MC_SHUFFLE_SEED:-$((RANDOM % 100000 + 1))}"
 echo "== normal build, tests shuffled (seed $seed; MC_SHUFFLE_SEED=$seed repeats this order)"
-for list in build/tests/*/*_tests.cmake; do
-  program="$(dirname "$list")/$(basename "$list" | sed 's/\[[0-9]*\]_tests\.cmake$//')"
+# The programs CTest knows now (a reused build tree may hold programs of targets since removed).
+for include in $(grep -ho '"[^"]*\[1\]_include\.cmake"' build/tests/*/CTestTestfile.cmake | tr -d '"'); do
+  program="${include%\[1\]_include.cmake}"
   echo "-- $program"
   (cd "$(dirname "$program")" && MC_TEST_ROOT="$root" timeout 900 \
      "./$(basename "$program")" --gtest_shuffle --gtest_random_seed="$seed" --gtest_brief=1)
