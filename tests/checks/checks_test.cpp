@@ -18,17 +18,10 @@ namespace {
 
 constexpr uint32_t kIntact = 0xDEADBEEF;
 
-class ChecksTest : public ::testing::Test {
+// Every block a check hands out is given back by the test.
+class ChecksTest : public RuntimeState {
  protected:
-  void SetUp() override {
-    mc::testing::reset_trace();
-    mc::testing::reset_memoire();
-  }
-  void TearDown() override {
-    mc::testing::reset_trace();
-    EXPECT_EQ(mc::testing::nombre_allocations(), mc::testing::nombre_liberations());
-    mc::testing::reset_memoire();
-  }
+  ChecksTest() : RuntimeState(true) {}
 };
 
 void digits(char* p, unsigned v, int n) {

@@ -17,16 +17,8 @@
 namespace mc::test {
 namespace {
 
-class RuntimeTest : public ::testing::Test {
+class RuntimeTest : public RuntimeState {
  protected:
-  void SetUp() override {
-    mc::testing::reset_trace();
-    mc::testing::reset_memoire();
-  }
-  void TearDown() override {
-    mc::testing::reset_trace();
-    mc::testing::reset_memoire();
-  }
   std::string path_ = temp_path("trace");
 };
 

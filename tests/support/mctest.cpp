@@ -195,6 +195,19 @@ void each_allocation_failure(const std::function<uint32_t()>& operation, uint32_
   }
 }
 
+void RuntimeState::SetUp() {
+  mc::testing::reset_trace();
+  mc::testing::reset_memoire();
+}
+
+void RuntimeState::TearDown() {
+  mc::testing::reset_trace();
+  if (balanced_) {
+    EXPECT_EQ(mc::testing::nombre_allocations(), mc::testing::nombre_liberations());
+  }
+  mc::testing::reset_memoire();
+}
+
 TraceCapture::TraceCapture(std::initializer_list<Pair> pairs, const char* mode)
     : path_(temp_path("trace")) {
   mc::testing::reset_trace();

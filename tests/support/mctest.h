@@ -84,6 +84,19 @@ std::string unescape(std::string_view field);
 void each_allocation_failure(const std::function<uint32_t()>& operation, uint32_t success = 0,
                              const std::function<void(uint32_t k, uint32_t code)>& expect = {});
 
+// The state of the runtime layer (trace registrations and file, memory counters and pending
+// allocation failure) reset before and after each test; the fixtures of the layers above derive
+// from it. With `balanced`, each test must also give back every block it took.
+class RuntimeState : public ::testing::Test {
+ protected:
+  explicit RuntimeState(bool balanced = false) : balanced_(balanced) {}
+  void SetUp() override;
+  void TearDown() override;
+
+ private:
+  bool balanced_;
+};
+
 // Opens a trace file for the given (module, trace, level) registrations; closes it on destruction.
 class TraceCapture {
  public:
