@@ -220,13 +220,7 @@ std::optional<uint16_t> controler_champ(Controle& sCtrl, uint16_t usCodeGroupe,
   if (++*pusNbLus > usNbChamps) {
     return sortir(sCtrl, code_nombre_champs(sCtrl.usGroupe), Sortie::kErreur);
   }
-  const uint16_t usMin = sInfo.usLongueurMin;
-  const uint16_t usMax = sInfo.usLongueurMax;
-  if (ulSignificative != 0) {
-    if (ulSignificative < usMin || (usMax != 0 && ulSignificative > usMax)) {
-      return sortir(sCtrl, usCodeChamp, Sortie::kErreur);
-    }
-  } else if (usMin != 0 && sInfo.lObligatoire == 1) {
+  if (!mc::longueur_conforme(sInfo.lObligatoire, sInfo.usLongueurMin, sInfo.usLongueurMax, ulSignificative)) {
     return sortir(sCtrl, usCodeChamp, Sortie::kErreur);
   }
   if (sInfo.usNbValeurs != 0 && ulSignificative != 0) {

@@ -97,6 +97,16 @@ class Demandes {
 
 enum class Valeur { Autorisee, Refusee, Illisible };
 
+// The first n characters of both equal through the locale's lower-case table plMinuscules.
+bool egales_sans_casse(const int32_t* plMinuscules, const char* pcA, const char* pcB, size_t n) {
+  for (size_t i = 0; i < n; ++i) {
+    if (plMinuscules[static_cast<unsigned char>(pcA[i])] != plMinuscules[static_cast<unsigned char>(pcB[i])]) {
+      return false;
+    }
+  }
+  return true;
+}
+
 // The value (significant length s, s not 0) against the field's allowed values, read by the
 // field number found in the zone. The traced control compares the value's reduced copy, a C
 // string that ends at s or at the value's first zero byte, with each allowed value as stored,
@@ -108,15 +118,6 @@ Valeur valeur_autorisee(const MC_GroupeDictionnaire& sGroupe, uint16_t usNumCham
   const auto* pcZero = static_cast<const char*>(memchr(pcValeur, '\0', ulSignificative));
   const size_t stReduite = pcZero != nullptr ? static_cast<size_t>(pcZero - pcValeur) : ulSignificative;
   const int32_t* const plMinuscules = *__ctype_tolower_loc();
-  const auto egales = [&](const char* pcAutorisee) {
-    for (size_t i = 0; i < stReduite; ++i) {
-      if (plMinuscules[static_cast<unsigned char>(pcValeur[i])] !=
-          plMinuscules[static_cast<unsigned char>(pcAutorisee[i])]) {
-        return false;
-      }
-    }
-    return true;
-  };
   bool bTrouvee = false;
   // Every allowed value is read and its copy requested, also after a match.
   for (uint32_t ulValeur = 1; ulValeur <= usNbValeurs; ++ulValeur) {
@@ -130,7 +131,8 @@ Valeur valeur_autorisee(const MC_GroupeDictionnaire& sGroupe, uint16_t usNumCham
         s_ausLongueur[usIndex] != kLongue ? s_ausLongueur[usIndex] : strlen(pcAutorisee);
     demandes.ajouter(static_cast<uint32_t>(stLongueur + 1));
     // Equal ignoring case needs equal lengths: no character lowers to the zero byte.
-    bTrouvee = bTrouvee || (stLongueur == stReduite && egales(pcAutorisee));
+    bTrouvee = bTrouvee ||
+               (stLongueur == stReduite && egales_sans_casse(plMinuscules, pcValeur, pcAutorisee, stReduite));
   }
   return bTrouvee ? Valeur::Autorisee : Valeur::Refusee;
 }
@@ -220,12 +222,7 @@ bool zone_conforme(const ZoneMemoire& z, uint16_t usNbGroupes, uint64_t* pullDem
         return false;
       }
       ullDemandes += 2 * (uint64_t{ulLongueur} + 1);
-      if (ulSignificative != 0) {
-        if (ulSignificative < sChamp.usLongueurMin ||
-            (sChamp.usLongueurMax != 0 && ulSignificative > sChamp.usLongueurMax)) {
-          return false;
-        }
-      } else if (sChamp.usLongueurMin != 0 && sChamp.lObligatoire == 1) {
+      if (!longueur_conforme(sChamp.lObligatoire, sChamp.usLongueurMin, sChamp.usLongueurMax, ulSignificative)) {
         return false;
       }
       if (sChamp.usNbValeurs == 0 || ulSignificative == 0) {
@@ -243,15 +240,8 @@ bool zone_conforme(const ZoneMemoire& z, uint16_t usNbGroupes, uint64_t* pullDem
         }
         const uint32_t ulAutorisee = s_ausLongueur[usIndex];
         ullDemandes += ulAutorisee + 1;
-        if (!bTrouvee && ulAutorisee == ulSignificative) {
-          const char* pcAutorisee = g_cTabVal[usIndex];
-          uint32_t i = 0;
-          while (i < ulSignificative && plMinuscules[static_cast<unsigned char>(pcValeur[i])] ==
-                                            plMinuscules[static_cast<unsigned char>(pcAutorisee[i])]) {
-            ++i;
-          }
-          bTrouvee = i == ulSignificative;
-        }
+        bTrouvee = bTrouvee || (ulAutorisee == ulSignificative &&
+                                egales_sans_casse(plMinuscules, pcValeur, g_cTabVal[usIndex], ulSignificative));
       }
       if (!bTrouvee) {
         return false;
@@ -350,13 +340,7 @@ uint16_t controler_format_sans_trace(uint16_t usZone) {
       if (++usNbLus > usNbChamps) {
         return remettre_au_debut(code_nombre_champs(usGroupe));
       }
-      const uint16_t usMin = sChamp.usLongueurMin;
-      const uint16_t usMax = sChamp.usLongueurMax;
-      if (ulSignificative != 0) {
-        if (ulSignificative < usMin || (usMax != 0 && ulSignificative > usMax)) {
-          return remettre_au_debut(usCodeChamp);
-        }
-      } else if (usMin != 0 && sChamp.lObligatoire == 1) {
+      if (!longueur_conforme(sChamp.lObligatoire, sChamp.usLongueurMin, sChamp.usLongueurMax, ulSignificative)) {
         return remettre_au_debut(usCodeChamp);
       }
       if (sChamp.usNbValeurs != 0 && ulSignificative != 0) {

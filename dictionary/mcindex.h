@@ -22,6 +22,16 @@ inline uint16_t code_champ(uint16_t usBase, uint16_t usNbChamps, uint16_t usNumC
                                usNumChamp);
 }
 
+// A field's length rule for a value of significant length s: within [usMin, usMax] (no upper
+// bound when usMax is 0) when s is not 0, else refused only for a mandatory field (indicator 1)
+// with a minimum.
+inline bool longueur_conforme(int32_t lObligatoire, uint16_t usMin, uint16_t usMax, uint32_t ulSignificative) {
+  if (ulSignificative != 0) {
+    return ulSignificative >= usMin && (usMax == 0 || ulSignificative <= usMax);
+  }
+  return usMin == 0 || lObligatoire != 1;
+}
+
 // The position of the first entry of the group table that holds usCodeGroupe: false when none
 // does, entries at or past the count never being read. Constant time through an index built at
 // first need and built again once the group or value table's address or count changes or a
